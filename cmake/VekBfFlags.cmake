@@ -1,0 +1,15 @@
+# Arithmetic and warning flags, for every target of this project.
+
+# Every product is rounded before it is added, on every compiler and machine: never -ffast-math, never contraction.
+# -fno-math-errno lets a square root be one instruction; it changes no value.
+add_library(vekbf_arithmetic INTERFACE)
+target_compile_options(vekbf_arithmetic INTERFACE -ffp-contract=off -fno-math-errno)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
+  target_compile_options(vekbf_arithmetic INTERFACE -msse2 -mfpmath=sse)
+endif()
+
+option(VEKBF_WARNINGS_AS_ERRORS "Treat warnings as errors" ${VEKBF_IS_TOP_LEVEL})
+add_library(vekbf_warnings INTERFACE)
+target_compile_options(
+  vekbf_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi
+                           $<$<BOOL:${VEKBF_WARNINGS_AS_ERRORS}>:-Werror>)

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One complex value; a spectrum is an array of these, so bin k lies at float positions 2k and 2k+1.
+struct Complex {
+  float re;
+  float im;
+};
+
+static_assert(sizeof(Complex) == 8, "two packed 32-bit floats");
+
+// The float view of a spectrum, for the operations that take frames and spectra alike.
+inline float* as_floats(Complex* values) { return &values->re; }
+inline const float* as_floats(const Complex* values) { return &values->re; }

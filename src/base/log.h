@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace vekbf {
+
+enum class Severity { kMessage, kWarning, kError };
+
+// Prints "[TAG, function] message" and a newline on standard output. The whole line is written with
+// one call, so lines of instances in different threads never mix.
+void log_line(Severity severity, const char* function, const char* message);
+
+// Prints a bare line, without the prefix.
+void log_bare(const char* line);
+
+}  // namespace vekbf

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+//
+// Windowed analysis and synthesis around the real FFT.
+#pragma once
+
+#include <cstdint>
+
+#include "fft/fft_engine.h"
+
+struct FftInitParams {
+  int32_t symmetric;   // nonzero: Hamming and Hann divide by N-1 instead of N
+  int32_t fftSize;     // N, samples per frame
+  int32_t reserved;    // not read
+  int32_t windowType;  // 0 Hann to the power 0.85, 1 Hamming, 2 Hann, 3 rectangular
+};
+
+// Owns its four blocks; released by fft_free.
+struct FftState {
+  RealFftPlan* plan;
+  float* window;       // N analysis and synthesis weights
+  float* windowSq;     // their squares
+  float* windowSqSum;  // grows by windowSq with every inverse transform; nothing reads it, it is
+                       // kept for diagnosis
+  int32_t fftSize;     // N
+  int32_t frameSize;   // N again
+  int32_t initFlag;    // 1 when usable; do_fft refuses any other value
+};
+
+inline constexpr int32_t kForward = 1;
+inline constexpr int32_t kInverse = -1;
+
+// Returns a new state, or null (with a log line) for null params. If memory runs out the
+// result is null or a state that do_fft refuses.
+FftState* fft_init(const FftInitParams* params);
+
+// direction 1: `in` holds N samples and is windowed in place; `out` receives N/2+1 bins (N+2
+// floats). direction -1: `in` holds N/2+1 bins and is left alone; `out` receives N windowed
+// samples. Anything else, a null state or an unusable one is refused with a log line and `out` is
+// left alone.
+void do_fft(FftState* state, float* in, float* out, int32_t direction);
+
+// Releases the state and everything it owns; a null state prints a bare line.
+void fft_free(FftState* state);

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cmath>
+#include <limits>
+
+namespace vekbf {
+
+// |re + i im|, the same float as cabsf: the squares are exact in double precision, so only the sum
+// and the root are rounded before the final rounding. An infinite part wins over a not-a-number
+// one.
+inline float magnitude(float re, float im) {
+  const double x = re;
+  const double y = im;
+  const double sum = x * x + y * y;
+  if (sum != sum) {
+    const bool infinite = std::fabs(x) > std::numeric_limits<float>::max() ||
+                          std::fabs(y) > std::numeric_limits<float>::max();
+    return infinite ? std::numeric_limits<float>::infinity() : re + im;
+  }
+  return static_cast<float>(std::sqrt(sum));
+}
+
+}  // namespace vekbf

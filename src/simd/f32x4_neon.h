@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <arm_neon.h>
+
+#include <cstdint>
+
+#include "simd/f32x1.h"
+
+namespace vekbf::simd {
+namespace neon {
+
+struct f32x4 {
+  static constexpr int kLanes = 4;
+  struct Mask {
+    uint32x4_t v;
+  };
+
+  float32x4_t v;
+
+  static f32x4 load(const float* p) { return {vld1q_f32(p)}; }
+  static f32x4 splat(float x) { return {vdupq_n_f32(x)}; }
+  void store(float* p) const { vst1q_f32(p, v); }
+};
+
+inline f32x4 operator+(f32x4 a, f32x4 b) { return {vaddq_f32(a.v, b.v)}; }
+inline f32x4 operator-(f32x4 a, f32x4 b) { return {vsubq_f32(a.v, b.v)}; }
+inline f32x4 operator*(f32x4 a, f32x4 b) { return {vmulq_f32(a.v, b.v)}; }
+
+// The 32-bit unit has no vector division; its step-by-step one would not be exact.
+inline f32x4 operator/(f32x4 a, f32x4 b) {
+#if defined(__aarch64__)
+  return {vdivq_f32(a.v, b.v)};
+#else
+  float x[4], y[4];
+  vst1q_f32(x, a.v);
+  vst1q_f32(y, b.v);
+  for (int i = 0; i < 4; ++i) x[i] = x[i] / y[i];
+  return {vld1q_f32(x)};
+#endif
+}
+
+// gcc 12 turns the compare intrinsics of the 32-bit unit into scalar compares unless it may ignore
+// not-a-number; naming the instruction keeps it.
+inline f32x4::Mask greater(f32x4 a, f32x4 b) {
+#if defined(__aarch64__) || defined(__clang__)
+  return {vcgtq_f32(a.v, b.v)};
+#else
+  uint32x4_t mask;
+  __asm__("vcgt.f32 %q0, %q1, %q2" : "=w"(mask) : "w"(a.v), "w"(b.v));
+  return {mask};
+#endif
+}
+inline f32x4::Mask greater_equal(f32x4 a, f32x4 b) {
+#if defined(__aarch64__) || defined(__clang__)
+  return {vcgeq_f32(a.v, b.v)};
+#else
+  uint32x4_t mask;
+  __asm__("vcge.f32 %q0, %q1, %q2" : "=w"(mask) : "w"(a.v), "w"(b.v));
+  return {mask};
+#endif
+}
+inline f32x4 select(f32x4::Mask mask, f32x4 a, f32x4 b) { return {vbslq_f32(mask.v, a.v, b.v)}; }
+
+inline f32x4 reverse(f32x4 a) {
+  const float32x4_t swapped = vrev64q_f32(a.v);
+  return {vcombine_f32(vget_high_f32(swapped), vget_low_f32(swapped))};
+}
+
+// Rows become columns.
+inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {
+  const float32x4x2_t ab = vtrnq_f32(a.v, b.v);
+  const float32x4x2_t cd = vtrnq_f32(c.v, d.v);
+  a.v = vcombine_f32(vget_low_f32(ab.val[0]), vget_low_f32(cd.val[0]));
+  b.v = vcombine_f32(vget_low_f32(ab.val[1]), vget_low_f32(cd.val[1]));
+  c.v = vcombine_f32(vget_high_f32(ab.val[0]), vget_high_f32(cd.val[0]));
+  d.v = vcombine_f32(vget_high_f32(ab.val[1]), vget_high_f32(cd.val[1]));
+}
+
+// The 32-bit unit has no double lanes: the scalar unit does these four.
+inline f32x4 magnitude(f32x4 re, f32x4 im) {
+  float x[4], y[4];
+  vst1q_f32(x, re.v);
+  vst1q_f32(y, im.v);
+  for (int i = 0; i < 4; ++i) x[i] = vekbf::magnitude(x[i], y[i]);
+  return {vld1q_f32(x)};
+}
+
+inline f32x4 reciprocal_estimate(f32x4 d) { return {vrecpeq_f32(d.v)}; }
+
+inline f32x4 reciprocal_two_step(f32x4 d) {
+  f32x4 r = reciprocal_estimate(d);
+#if defined(__aarch64__)
+  // The 64-bit unit fuses its step instruction and keeps subnormals: write the step out, and flush.
+  const f32x4 two = f32x4::splat(2.0f);
+  r = r * (two - d * r);
+  r = r * (two - d * r);
+  const uint32x4_t huge = vcageq_f32(d.v, vdupq_n_f32(0x1p126f));
+  const uint32x4_t sign = vandq_u32(vreinterpretq_u32_f32(d.v), vdupq_n_u32(0x80000000u));
+  return {vbslq_f32(huge, vreinterpretq_f32_u32(sign), r.v)};
+#else
+  r.v = vmulq_f32(r.v, vrecpsq_f32(d.v, r.v));
+  r.v = vmulq_f32(r.v, vrecpsq_f32(d.v, r.v));
+  return r;
+#endif
+}
+
+inline void store_pairs(Complex* p, Pairs<f32x4> c) {
+  float32x4x2_t both;
+  both.val[0] = c.re.v;
+  both.val[1] = c.im.v;
+  vst2q_f32(&p->re, both);
+}
+
+inline void add_truncated(int16_t* acc, f32x4 v) {
+  vst1_s16(acc, vadd_s16(vld1_s16(acc), vmovn_s32(vcvtq_s32_f32(v.v))));
+}
+
+}  // namespace neon
+
+template <>
+inline Pairs<neon::f32x4> load_pairs<neon::f32x4>(const Complex* p) {
+  const float32x4x2_t both = vld2q_f32(&p->re);
+  return {{both.val[0]}, {both.val[1]}};
+}
+template <>
+inline neon::f32x4 load_int16<neon::f32x4>(const int16_t* p) {
+  return {vcvtq_f32_s32(vmovl_s16(vld1_s16(p)))};
+}
+
+}  // namespace vekbf::simd

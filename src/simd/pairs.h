@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace vekbf::simd {
+
+// Complex values, one per lane: real parts in one vector, imaginary parts in another.
+template <class V>
+struct Pairs {
+  V re;
+  V im;
+};
+
+template <class V>
+Pairs<V> operator+(Pairs<V> a, Pairs<V> b) {
+  return {a.re + b.re, a.im + b.im};
+}
+
+template <class V>
+Pairs<V> operator-(Pairs<V> a, Pairs<V> b) {
+  return {a.re - b.re, a.im - b.im};
+}
+
+// a b, each part two rounded products and one rounded sum.
+template <class V>
+Pairs<V> operator*(Pairs<V> a, Pairs<V> b) {
+  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
+
+// a conj(b).
+template <class V>
+Pairs<V> times_conj(Pairs<V> a, Pairs<V> b) {
+  return {a.re * b.re + a.im * b.im, a.im * b.re - a.re * b.im};
+}
+
+template <class V>
+Pairs<V> operator*(V gain, Pairs<V> a) {
+  return {gain * a.re, gain * a.im};
+}
+
+}  // namespace vekbf::simd
