@@ -49,35 +49,43 @@
  *
  *   The caller owns the working buffer for the whole life of the instance; the handle is the
  *   buffer's address. The buffer must be aligned for a pointer (8 bytes on 64-bit machines, 4 on
- *   32-bit ones): every malloc result is. VekBf_SetConfig allocates the transform and the detector on the
- *   heap; VekBf_Free, and the next VekBf_SetConfig, release them. Freeing the buffer without
- *   VekBf_Free leaks them. The library keeps no pointer to any other memory of the caller.
- *   VekBf_Run allocates nothing.
+ *   32-bit ones): every malloc result is. Do not move or copy it while it is an instance.
+ *
+ *   VekBf_SetConfig allocates the transform and the detector on the heap; VekBf_Free, and the
+ *   next VekBf_SetConfig, release them. Freeing the buffer, or calling VekBf_Init on it again,
+ *   without VekBf_Free leaks them. If memory runs out VekBf_SetConfig does not say so: without a
+ *   transform every VekBf_Run prints its refusals and gives silence, and without a detector the
+ *   adaptive beamformer prints a line per block.
+ *
+ *   The library keeps no pointer to any other memory of the caller: records may be on the stack
+ *   and need not outlive the call. VekBf_Run allocates nothing.
  *
  * SIGNALS, UNITS AND LATENCY
  *
  *   Input:  micNum x 128 signed 16-bit samples, interleaved by frame, microphone 0 first.
  *   Output: 128 signed 16-bit samples. It lags the input by 384 samples (three blocks), and the
- *   first three blocks after configuration are built from partly empty frames. A signal from the look direction
- *   comes out at about 0.79 of its level. Sums that leave the 16-bit range wrap around, they are
- *   not clipped: leave headroom.
+ *   first three blocks after a configuration are built from partly empty frames. A signal from
+ *   the look direction comes out at 0.79 of its level. Sums that leave the 16-bit range wrap
+ *   around, they are not clipped: leave headroom.
  *   Coordinates are metres, the speed of sound metres per second, rates hertz.
  *
- *   Zero blocks: when the squares of the first 128 input values (the first 128 / micNum frames) add up to 0 modulo 2^32,
- *   the block is dropped: the warning "Zero Frame!" is printed, the output is 128 zeros, the angle is stored, and nothing else
- *   changes. The samples still pending come out with the next processed block.
+ *   Zero blocks: when the squares of the first 128 input values (the first 128 / micNum frames)
+ *   add up to 0 modulo 2^32, the block is dropped: the warning "Zero Frame!" is printed, the
+ *   output is 128 zeros, the angle is stored, and nothing else changes. The samples still pending
+ *   come out with the next processed block. Four values of -32768 among zeros add up to 2^32 too.
  *
  * ANGLES
  *
  *   Degrees, counted from the positive x axis towards the positive y axis. With
  *   VEK_BF_UNIFORM_LINEAR_ARRAY the microphones lie on the x axis (y is not read): 0 is endfire
  *   at the positive end, 90 broadside, 180 endfire at the other end, and an angle and its
- *   negative are the same direction to it. With VEK_BF_UNIFORM_TRIANGLE_ARRAY microphones 0 to 3 sit
- *   at 0, 90, 180 and 270 degrees on a circle around the origin whose radius is |x| of
- *   microphone 0, whatever the other coordinates say (three microphones are thus three corners
- *   of a square). VEK_BF_UNIFORM_RECTANGLE_ARRAY and VEK_BF_UNIFORM_CIRCULAR_ARRAY are accepted
- *   but have no steering vectors: the fixed beamformer gives silence and every block prints a line; do not use them. Any
- *   angle is accepted; 370 is 10 up to rounding.
+ *   negative are the same direction to it. Microphone 0 is the reference; the others may lie on
+ *   either side of it. With VEK_BF_UNIFORM_TRIANGLE_ARRAY microphones 0 to 3 sit at 0, 90, 180
+ *   and 270 degrees on a circle around the origin whose radius is |x| of microphone 0, whatever
+ *   the other coordinates say (three microphones are thus three corners of a square).
+ *   VEK_BF_UNIFORM_RECTANGLE_ARRAY and VEK_BF_UNIFORM_CIRCULAR_ARRAY are accepted but have no
+ *   steering vectors: the fixed beamformer gives silence and every block prints a line. Do not
+ *   use them. Any angle is accepted; 370 is 10 up to rounding.
  *
  * THREADS
  *
@@ -88,11 +96,12 @@
  *
  *   Functions return VEK_BF_OK (0) or one of the codes below, and print one line on standard
  *   output (never on standard error) that says what is wrong:
- *   "[ALGO_MSG_ERR, VekBf_SetConfig] Invalid Sample Rate". A failed VekBf_SetConfig changes nothing. A null
- *   record, block or result pointer is reported like a null handle.
+ *   "[ALGO_MSG_ERR, VekBf_SetConfig] Invalid Sample Rate". A failed VekBf_SetConfig changes
+ *   nothing. A null record, block or result pointer is reported like a null handle.
  *   VekBf_GetBufferSize, VekBf_SetConfig, VekBf_GetConfig and VekBf_GetLibVersion print as part
- *   of their work. VekBf_Run prints only for a null pointer, a zero block, a geometry
- *   without steering vectors, and an instance that was never configured.
+ *   of their work. VekBf_Run prints only for a null pointer, a zero block, a geometry without
+ *   steering vectors, and an instance that was never configured or ran out of memory. Each line
+ *   leaves with one call, so that lines of different threads do not mix.
  */
 #ifndef VEK_BF_H
 #define VEK_BF_H
@@ -119,7 +128,7 @@ extern "C" {
 #define VEK_BF_ERR_VAD_THRESHOLD 0x30000409u /* vadThreshold outside 0 to 1 */
 #define VEK_BF_ERR_INTENSITY 0x30000410u     /* intensity above 10 */
 
-/* In C++ the width of the enumerations is fixed; in C they are 32 bits wide on every supported ABI. */
+/* C++ fixes the width of the enumerations; in C they have 32 bits on every supported ABI. */
 #ifdef __cplusplus
 #define VEK_BF_ENUM_WIDTH : int32_t
 #else
@@ -146,7 +155,7 @@ typedef enum VekBfAlgorithm VEK_BF_ENUM_WIDTH {
 typedef struct VekBfInit {
   uint32_t sampleRate;      /* Hz, 8000 to 48000 */
   int32_t bitWidth;         /* bits per input sample: 16 */
-  int32_t micNum;           /* microphones and interleaved channels, 1 to 4; 0 and below is accepted and gives silence */
+  int32_t micNum;           /* microphones, and channels of the input, 1 to 4; below: silence */
   int32_t soundSpeed;       /* metres per second, at least 1 */
   VekBfAlgorithm algorithm; /* never checked: 1 is adaptive, anything else fixed */
   VekBfGeometry geometry;   /* 0 to 3 */
@@ -155,8 +164,8 @@ typedef struct VekBfInit {
 
 /* What may change with every configuration. */
 typedef struct VekBfConfig {
-  float vadThreshold; /* speech probability above which the detector counts a frame as speech, 0 to 1 */
-  uint32_t intensity; /* 0 to 10: presence gain (tenths) below which the adaptive beamformer attenuates its reference */
+  float vadThreshold; /* probability above which a frame counts as speech, 0 to 1 */
+  uint32_t intensity; /* 0 to 10: tenths of presence gain below which the reference is attenuated */
 } VekBfConfig;
 
 /* An instance: the address of the working buffer. */
@@ -169,17 +178,17 @@ int32_t VekBf_GetLibVersion(void);
 uint32_t VekBf_GetBufferSize(void);
 
 /*
- * Zeroes the buffer (VekBf_GetBufferSize bytes), copies the record into it and returns it as the handle.
- * Checks nothing but its two pointers: null (with a line) if either is null. At most
- * four coordinate pairs are copied, none when micNum is 0 or negative.
- * An instance that is still configured must be released with VekBf_Free first.
+ * Zeroes the buffer (VekBf_GetBufferSize bytes), copies the record into it and returns it as the
+ * handle. Checks nothing but its two pointers: null (with a line) if either is null. At most four
+ * coordinate pairs are copied, none when micNum is 0 or negative. An instance that is still
+ * configured must be released with VekBf_Free first.
  */
 VekBfHandle VekBf_Init(void *workBufAddress, const VekBfInit *bfInit);
 
 /*
  * Checks, in this order and stopping at the first fault: handle, sample rate, bit width, speed of
- * sound, microphone number, geometry, threshold, intensity. Then allocates the transform and the detector,
- * clears all signal history, sets the angle to 90 degrees and prints one line.
+ * sound, microphone number, geometry, threshold, intensity. Then allocates the transform and the
+ * detector, clears all signal history, sets the angle to 90 degrees and prints one line.
  */
 uint32_t VekBf_SetConfig(VekBfHandle handle, const VekBfConfig *config);
 
@@ -190,8 +199,9 @@ uint32_t VekBf_GetConfig(VekBfHandle handle);
 uint32_t VekBf_GetInputSamples(VekBfHandle handle, uint32_t *samples);
 
 /*
- * Processes one block: micNum x 128 interleaved samples in (at least 128 values are read), 128 samples out,
- * steered to `angle` degrees. `in` and `out` may be the same memory.
+ * Processes one block: micNum x 128 interleaved samples in, 128 samples out, steered to `angle`
+ * degrees. At least 128 input values are read whatever micNum is. `in` and `out` may be the same
+ * memory.
  */
 uint32_t VekBf_Run(VekBfHandle handle, const int16_t *in, int16_t *out, int32_t angle);
 
@@ -201,7 +211,9 @@ uint32_t VekBf_Free(VekBfHandle handle);
 #ifdef __cplusplus
 }
 
-static_assert(sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8, "layout of the public records");
+static_assert(sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8, "layout of the records");
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+_Static_assert(sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8, "layout of the records");
 #endif
 
 #endif /* VEK_BF_H */

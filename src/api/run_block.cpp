@@ -1,1 +1,59 @@
 // SPDX-License-Identifier: MIT
+#include "api/run_block.h"
+
+#include <cstring>
+
+#include "api/framing.h"
+#include "api/null_handle.h"
+#include "base/log.h"
+#include "base/saturate.h"
+#include "bf/adaptive_frame.h"
+#include "bf/fixed_frame.h"
+#include "fft/fft.h"
+
+namespace vekbf {
+
+namespace {
+
+constexpr const char* kName = "VekBf_Run";
+
+// Advances every microphone by one block and transforms its latest frame.
+void analyse_block(Instance* instance, const int16_t* in) {
+  for (int m = 0; m < usable_mics(*instance); ++m) {
+    float* history = instance->micHistory[m];
+    slide_history(history);
+    take_channel(history + kKeptSize, in, m, instance->micNum);
+    // A copy, because the transform windows its input in place.
+    float* scratch = instance->fftScratch[m];
+    std::memcpy(scratch, history, sizeof instance->fftScratch[m]);
+    do_fft(instance->fftState, scratch, as_floats(instance->micSpectrum[m]), kForward);
+  }
+}
+
+}  // namespace
+
+uint32_t run_block(Instance* instance, const int16_t* in, int16_t* out, int32_t angle) {
+  if (instance == nullptr || in == nullptr || out == nullptr) return refuse_null(kName);
+
+  // Before the zero test: a zero block turns the beam too.
+  instance->steerAngle = angle;
+  if (is_zero_block(in)) {
+    log_line(Severity::kWarning, kName, "Zero Frame!");
+    std::memset(out, 0, kHopSize * sizeof *out);
+    return VEK_BF_OK;
+  }
+
+  analyse_block(instance, in);
+  if (instance->algorithm == VEK_ADAPTIVE_BF) {
+    adaptive_frame(instance);
+  } else {
+    fixed_frame(instance);
+  }
+
+  // `in` has been read to its end: `out` may be the same memory.
+  drain_output(out, instance->outputOverlap);
+  instance->blockCounter = wrapping_add(instance->blockCounter, 1);
+  return VEK_BF_OK;
+}
+
+}  // namespace vekbf

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#include "api/framing.h"
+
+#include <cstring>
+
+#include "simd/lanes.h"
+
+namespace vekbf {
+
+namespace {
+
+// The stride is a constant of each copy, so that the gathering becomes the unit's own
+// de-interleaving loads.
+template <int kStride>
+void take_every(float* samples, const int16_t* in) {
+  for (int t = 0; t < kHopSize; ++t) samples[t] = static_cast<float>(in[t * kStride]);
+}
+
+template <>
+void take_every<1>(float* samples, const int16_t* in) {
+  simd::for_each_lane(kHopSize, [&](auto lane, int t) {
+    simd::load_int16<decltype(lane)>(in + t).store(samples + t);
+  });
+}
+
+}  // namespace
+
+bool is_zero_block(const int16_t* in) {
+  // Deliberately a wrapping sum over the first 128 values whatever the number of channels: eight
+  // additions per instruction and one constant amount of work. A block whose squares add up to a
+  // multiple of 2^32 is taken for a zero block too.
+  uint32_t sum = 0;
+  for (int i = 0; i < kHopSize; ++i) sum += static_cast<uint32_t>(int32_t{in[i]} * int32_t{in[i]});
+  return sum == 0;
+}
+
+void slide_history(float* history) {
+  std::memmove(history, history + kHopSize, kKeptSize * sizeof *history);
+}
+
+void take_channel(float* samples, const int16_t* in, int mic, int32_t channels) {
+  switch (channels) {
+    case 1:
+      return take_every<1>(samples, in + mic);
+    case 2:
+      return take_every<2>(samples, in + mic);
+    case 3:
+      return take_every<3>(samples, in + mic);
+    case 4:
+      return take_every<4>(samples, in + mic);
+    default:
+      std::memset(samples, 0, kHopSize * sizeof *samples);
+  }
+}
+
+void drain_output(int16_t* out, int16_t* overlap) {
+  std::memcpy(out, overlap, kHopSize * sizeof *out);
+  std::memmove(overlap, overlap + kHopSize, kKeptSize * sizeof *overlap);
+  std::memset(overlap + kKeptSize, 0, kHopSize * sizeof *overlap);
+}
+
+}  // namespace vekbf
