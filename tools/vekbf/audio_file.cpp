@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include "audio_file.h"
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "failure.h"
+
+namespace vekbf_tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string format_name(int format) {
+  SF_FORMAT_INFO container{format & SF_FORMAT_TYPEMASK, nullptr, nullptr};
+  SF_FORMAT_INFO encoding{format & SF_FORMAT_SUBMASK, nullptr, nullptr};
+  sf_command(nullptr, SFC_GET_FORMAT_INFO, &container, sizeof container);
+  sf_command(nullptr, SFC_GET_FORMAT_INFO, &encoding, sizeof encoding);
+  return std::string(container.name != nullptr ? container.name : "unknown") + ", " +
+         (encoding.name != nullptr ? encoding.name : "unknown");
+}
+
+bool is_pcm16_wav(int format) {
+  const int container = format & SF_FORMAT_TYPEMASK;
+  return (container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX ||
+          container == SF_FORMAT_RF64) &&
+         (format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16;
+}
+
+// libsndfile reads a file that was cut off without a word, but notes in its log how long the header
+// says the audio is: "data : 35052 (should be 19956)". Recorders that write to a pipe cannot know
+// the length and put the largest number there; such a file is whole.
+bool is_cut_off(SNDFILE* file) {
+  constexpr unsigned long long kUnknownLength = 0x7ff00000;
+  char log[4096] = {};
+  sf_command(file, SFC_GET_LOG_INFO, log, sizeof log);
+  const char* line = std::strstr(log, "\ndata : ");
+  unsigned long long promised = 0;
+  unsigned long long present = 0;
+  return line != nullptr &&
+         std::sscanf(line, "\ndata : %llu (should be %llu)", &promised, &present) == 2 &&
+         present < promised && promised < kUnknownLength;
+}
+
+bool same_file(const std::string& a, const std::string& b) {
+  std::error_code ignored;
+  return fs::equivalent(a, b, ignored);
+}
+
+}  // namespace
+
+InputFile::InputFile(const std::string& path) : path_(path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (!fs::exists(status)) throw RunError("there is no file '" + path + "'");
+  if (fs::is_directory(status)) throw RunError("'" + path + "' is a directory, not a WAV file");
+  if (fs::is_regular_file(status) && fs::file_size(path, error) == 0)
+    throw RunError("'" + path + "' is empty");
+
+  file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
+  if (!file_) throw RunError("cannot read '" + path + "' as a WAV file: " + sf_strerror(nullptr));
+  if (!is_pcm16_wav(info_.format)) {
+    throw RunError("'" + path + "' is " + format_name(info_.format) +
+                   "; a 16-bit PCM WAV file is needed");
+  }
+  if (is_cut_off(file_.get()))
+    throw RunError("'" + path + "' is cut off: its header promises more audio than it holds");
+  if (info_.frames <= 0) throw RunError("'" + path + "' holds no audio");
+}
+
+void InputFile::read(std::int16_t* samples, sf_count_t frames) {
+  if (sf_readf_short(file_.get(), samples, frames) != frames) {
+    throw RunError("cannot read '" + path_ + "' to its end: " + sf_strerror(file_.get()));
+  }
+}
+
+OutputFile::OutputFile(const std::string& path, const std::string& inputPath, int sampleRate)
+    : path_(path), partPath_(path + ".part") {
+  if (same_file(path_, inputPath) || same_file(partPath_, inputPath)) {
+    throw RunError("'" + path_ + "' would overwrite the input; give another name");
+  }
+  std::error_code error;
+  const fs::file_status status = fs::status(path_, error);
+  // The finished file is moved to its name, which must not replace a directory or a device.
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw RunError("'" + path_ + "' exists and is not a regular file");
+  }
+  SF_INFO info{};
+  info.samplerate = sampleRate;
+  info.channels = 1;
+  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+  file_.reset(sf_open(partPath_.c_str(), SFM_WRITE, &info));
+  if (!file_) throw RunError("cannot write '" + partPath_ + "': " + sf_strerror(nullptr));
+}
+
+OutputFile::~OutputFile() {
+  if (partPath_.empty()) return;
+  file_.reset();
+  std::error_code ignored;
+  fs::remove(partPath_, ignored);
+}
+
+void OutputFile::write(const std::int16_t* samples, sf_count_t count) {
+  if (sf_writef_short(file_.get(), samples, count) != count) {
+    throw RunError("cannot write '" + partPath_ + "': " + sf_strerror(file_.get()));
+  }
+}
+
+void OutputFile::commit() {
+  const int closed = sf_close(file_.release());
+  if (closed != 0) throw RunError("cannot write '" + partPath_ + "': " + sf_error_number(closed));
+  std::error_code error;
+  fs::rename(partPath_, path_, error);
+  if (error) throw RunError("cannot give '" + partPath_ + "' its final name: " + error.message());
+  partPath_.clear();
+}
+
+}  // namespace vekbf_tool

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#include <exception>
+#include <optional>
+
+#include "arguments.h"
+#include "array.h"
+#include "failure.h"
+#include "library_lines.h"
+#include "process.h"
+#include "text.h"
+
+using namespace vekbf_tool;
+
+int main(int argc, char** argv) {
+  try {
+    const std::optional<ProcessArguments> arguments = parse_arguments(argc, argv);
+    if (!arguments) return 0;
+    const LibraryLines lines(arguments->verbose);
+    if (const std::string note = array_note(arguments->array); !note.empty()) say(note);
+    process(*arguments);
+    return 0;
+  } catch (const UsageError& error) {
+    say(error.what());
+    return kExitUsage;
+  } catch (const std::exception& error) {
+    say(error.what());
+    return kExitRun;
+  }
+}

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace vekbf_tool {
+
+// A number as a person would write it: 0.05, not 0.050000.
+inline std::string plain_number(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g", value);
+  return text;
+}
+
+inline std::string counted(long long count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+// One line on standard error, whatever the text holds: file names may contain line breaks.
+inline void say(std::string text) {
+  for (char& c : text) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  std::fprintf(stderr, "vekbf: %s\n", text.c_str());
+}
+
+}  // namespace vekbf_tool
