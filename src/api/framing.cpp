@@ -3,24 +3,15 @@
 
 #include <cstring>
 
-#include "simd/lanes.h"
-
 namespace vekbf {
 
 namespace {
 
-// The stride is a constant of each copy, so that the gathering becomes the unit's own
-// de-interleaving loads.
+// The stride is a constant of each instance, so that compilers turn the loop into the vector unit's
+// own de-interleaving loads and conversions.
 template <int kStride>
 void take_every(float* samples, const int16_t* in) {
   for (int t = 0; t < kHopSize; ++t) samples[t] = static_cast<float>(in[t * kStride]);
-}
-
-template <>
-void take_every<1>(float* samples, const int16_t* in) {
-  simd::for_each_lane(kHopSize, [&](auto lane, int t) {
-    simd::load_int16<decltype(lane)>(in + t).store(samples + t);
-  });
 }
 
 }  // namespace

@@ -1,0 +1,99 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Checks what the shared object shows and needs: eight functions, libc and libm, hardened."""
+
+import argparse
+import re
+import subprocess
+import sys
+
+EXPORTS = {
+    "VekBf_GetLibVersion",
+    "VekBf_GetBufferSize",
+    "VekBf_Init",
+    "VekBf_SetConfig",
+    "VekBf_GetConfig",
+    "VekBf_GetInputSamples",
+    "VekBf_Run",
+    "VekBf_Free",
+}
+SONAME = "libvekbf.so.2"
+VERSION_NODE = "VEKBF_2"
+NEEDED = {"libc.so.6", "libm.so.6"}
+# 32-bit ARM names its loader too where the stack protector is on.
+NEEDED_ON_ARM = {"ld-linux-armhf.so.3"}
+
+
+def read(readelf, *arguments):
+    return subprocess.run(
+        [readelf, "--wide", *arguments], check=True, capture_output=True, text=True
+    ).stdout
+
+
+def faults(readelf, library):
+    header = read(readelf, "--file-header", library)
+    dynamic = read(readelf, "--dynamic", library)
+    segments = read(readelf, "--program-headers", library)
+    symbols = read(readelf, "--dyn-syms", library)
+
+    allowed = NEEDED | (NEEDED_ON_ARM if re.search(r"Machine:\s+ARM\b", header) else set())
+    needed = set(re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic))
+    if not needed <= allowed or "libc.so.6" not in needed:
+        yield f"needs {sorted(needed)} instead of {sorted(allowed)}"
+
+    soname = re.findall(r"\(SONAME\).*\[(.*)\]", dynamic)
+    if soname != [SONAME]:
+        yield f"SONAME is {soname} instead of {SONAME}"
+
+    for tag in ("TEXTREL", "RPATH", "RUNPATH"):
+        if f"({tag})" in dynamic or (tag == "TEXTREL" and re.search(r"FLAGS.*TEXTREL", dynamic)):
+            yield f"has {tag}"
+
+    if "GNU_RELRO" not in segments:
+        yield "has no GNU_RELRO segment"
+    if not re.search(r"\(FLAGS\).*BIND_NOW|\(FLAGS_1\).*\bNOW\b|\(BIND_NOW\)", dynamic):
+        yield "is not bound at load time, so that its tables stay writable"
+
+    stack = re.findall(r"GNU_STACK\s+(?:0x\S+\s+){5}(.{3})", segments)
+    if len(stack) != 1 or "E" in stack[0]:
+        yield f"has an executable stack, or does not say: {stack}"
+    for line in segments.splitlines():
+        if re.match(r"\s+LOAD\s", line) and re.search(r"\sRWE\s", line):
+            yield f"has a segment that is writable and executable: {line.strip()}"
+
+    defined = set()
+    for line in symbols.splitlines():
+        columns = line.split()
+        if len(columns) < 8 or not columns[0].rstrip(":").isdigit():
+            continue
+        kind, binding, section, name = columns[3], columns[4], columns[6], columns[7]
+        if section == "UND" or binding == "LOCAL":
+            continue
+        if kind == "OBJECT" and section == "ABS" and name.split("@")[0] == VERSION_NODE:
+            continue
+        base, _, version = name.partition("@@")
+        if kind != "FUNC" or version != VERSION_NODE:
+            yield f"defines {kind} {name}"
+        defined.add(base)
+    if defined != EXPORTS:
+        yield f"exports {sorted(defined ^ EXPORTS)} too many or too few"
+
+    undefined = re.findall(r"\sUND\s+(\S+)", symbols)
+    runtime = [name for name in undefined if re.match(r"_Z|__cxa_(?!finalize)|__gxx|_Unwind", name)]
+    if runtime:
+        yield f"needs the C++ run-time library: {runtime}"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--readelf", default="readelf")
+    parser.add_argument("library")
+    arguments = parser.parse_args()
+    found = list(faults(arguments.readelf, arguments.library))
+    for fault in found:
+        print(f"{arguments.library} {fault}", file=sys.stderr)
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: MIT
+// The same host application, compiled as C++.
+#include "consumer.c"
