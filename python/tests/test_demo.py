@@ -1,0 +1,99 @@
+# SPDX-License-Identifier: MIT
+"""The demonstration from end to end, twice: the same figures and files, and figures that make sense."""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+from vekbf_lab import demo, wav
+
+TOOL = os.environ["VEKBF_TOOL"]
+FILES = ["adaptive.wav", "fixed.wav", "microphone0.wav", "microphones.wav", "talker.wav"]
+
+
+def run(folder):
+    command = [sys.executable, "-B", "-m", "vekbf_lab.demo", "--tool", TOOL, "--out", folder]
+    return subprocess.run(command, check=True, capture_output=True, text=True)
+
+
+def figures(text):
+    """{signal: (SI-SDR, pause power, real-time factor)} of the printed table."""
+    row = re.compile(r"^(microphone 0|fixed|adaptive) +(-?\d+\.\d) dB +(-?\d+\.\d) dBFS +(-|\d+\.\d{4})$", re.MULTILINE)
+    return {m[1]: (float(m[2]), float(m[3]), m[4]) for m in row.finditer(text)}
+
+
+class DemoTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folders = [tempfile.TemporaryDirectory(), tempfile.TemporaryDirectory()]
+        cls.runs = [run(folder.name) for folder in cls.folders]
+        cls.figures = figures(cls.runs[0].stdout)
+
+    @classmethod
+    def tearDownClass(cls):
+        for folder in cls.folders:
+            folder.cleanup()
+
+    def test_all_but_the_real_time_factor_repeats(self):
+        texts = []
+        for result, folder in zip(self.runs, self.folders):
+            text = result.stdout.replace(folder.name, "FOLDER")
+            texts.append(re.sub(r" +\d+\.\d{4}$", " TIME", text, flags=re.MULTILINE))
+        self.assertEqual(texts[0], texts[1])
+        self.assertEqual(texts[0].count(" TIME"), 2)
+
+    def test_every_file_repeats_byte_for_byte(self):
+        for folder in self.folders:
+            self.assertEqual(sorted(os.listdir(folder.name)), FILES)
+        for name in FILES:
+            contents = [Path(folder.name, name).read_bytes() for folder in self.folders]
+            self.assertEqual(contents[0], contents[1], name)
+
+    def test_standard_error_is_empty(self):
+        self.assertEqual([result.stderr for result in self.runs], ["", ""])
+
+    def test_the_table_has_its_three_rows(self):
+        self.assertEqual(list(self.figures), ["microphone 0", "fixed", "adaptive"])
+        self.assertEqual(self.figures["microphone 0"][2], "-")
+        for name in ("fixed", "adaptive"):
+            self.assertGreater(float(self.figures[name][2]), 0.0)
+
+    def test_microphone_0_has_the_ratio_that_the_scene_was_made_with(self):
+        # Second talker and noise together lie 3.8 dB below the talker while both speak; pauses of either move it.
+        self.assertAlmostEqual(self.figures["microphone 0"][0], 3.8, delta=1.0)
+
+    def test_the_fixed_beamformer_helps_as_four_microphones_can(self):
+        # Independent noise falls by 10 log10(4) = 6 dB, the second talker by less at low frequencies.
+        gain = self.figures["fixed"][0] - self.figures["microphone 0"][0]
+        hush = self.figures["microphone 0"][1] - self.figures["fixed"][1]
+        for figure in (gain, hush):
+            self.assertGreater(figure, 2.0)
+            self.assertLess(figure, 7.0)
+
+    def test_the_verdict_follows_from_the_figures(self):
+        rows = [demo.Row(name, *values[:2], None) for name, values in self.figures.items()]
+        worse = "cancels part of the talker" in self.runs[0].stdout
+        self.assertEqual(worse, rows[2].si_sdr < rows[1].si_sdr)
+
+    def test_all_files_are_as_long_as_the_scene(self):
+        lengths = {wav.read(Path(self.folders[0].name, name))[1].shape[0] for name in FILES}
+        self.assertEqual(len(lengths), 1)
+
+
+class VerdictTest(unittest.TestCase):
+    def test_both_outcomes_are_told(self):
+        bare = demo.Row("microphone 0", 3.0, -30.0, None)
+        fixed = demo.Row("fixed", 8.0, -35.0, 0.1)
+        worse = demo.verdict(bare, fixed, demo.Row("adaptive", 6.5, -37.0, 0.1))
+        self.assertIn("5.0 dB more SI-SDR and pauses 5.0 dB quieter", worse)
+        self.assertIn("1.5 dB less SI-SDR and pauses 2.0 dB quieter: it cancels part of the talker", worse)
+        better = demo.verdict(bare, fixed, demo.Row("adaptive", 8.5, -34.0, 0.1))
+        self.assertIn("0.5 dB more SI-SDR and pauses 1.0 dB louder: it is the better choice", better)
+
+
+if __name__ == "__main__":
+    unittest.main()

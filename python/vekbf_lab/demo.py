@@ -1,0 +1,149 @@
+# SPDX-License-Identifier: MIT
+"""The demonstration: real speech in a four-microphone scene, through both beamformers.
+
+    python3 -m vekbf_lab.demo --tool PATH/TO/vekbf --out FOLDER
+"""
+
+import argparse
+import subprocess
+import time
+from dataclasses import dataclass
+from pathlib import Path
+
+import numpy as np
+
+from . import measures, scene, speech, wav
+
+ARRAY = scene.Array(positions=((0.0, 0.0), (0.08, 0.0), (0.16, 0.0), (0.24, 0.0)))
+TALKER_ANGLE = 60
+SECOND_TALKER_ANGLE = 150
+TALKER_DB = -26.0  # of 16-bit full scale, while speaking
+SECOND_TALKER_DB = TALKER_DB - 5.0
+NOISE_DB = TALKER_DB - 10.0
+LEAD_SECONDS = 1.0  # before the talker begins; also the second that the measures leave out
+SEED = 20221129
+INTENSITY = 5
+TIMED_RUNS = 3
+# Neighbouring samples of speech are never this far apart: the sum has wrapped around.
+WRAP_STEP = 32768
+
+
+@dataclass(frozen=True)
+class Row:
+    name: str
+    si_sdr: float  # dB
+    pause_power: float  # dB of full scale
+    real_time_factor: float | None  # processing time over duration
+
+
+def make_scene():
+    """Return (talker alone, mixture), both of shape (frames, microphones), in 16-bit steps."""
+    lead = np.zeros(round(LEAD_SECONDS * speech.RATE))
+    talker = speech.one_after_another(speech.load(speech.TALKER), gap_seconds=1.0)
+    talker = scene.at_level(np.concatenate([lead, talker]), TALKER_DB)
+    second = speech.one_after_another(speech.load(speech.SECOND_TALKER), gap_seconds=0.4)
+    second = scene.at_level(np.resize(second, len(talker)), SECOND_TALKER_DB)
+    alone = scene.plane_wave(talker, ARRAY, TALKER_ANGLE, speech.RATE)
+    other = scene.plane_wave(second, ARRAY, SECOND_TALKER_ANGLE, speech.RATE)
+    noise = scene.sensor_noise(*alone.shape, NOISE_DB, np.random.default_rng(SEED))
+    return alone, alone + other + noise
+
+
+def run_tool(tool, source, target, algorithm):
+    """Run `vekbf process` and return the shortest of TIMED_RUNS running times in seconds."""
+    command = [str(tool), "process", str(source), str(target)]
+    command += [part for x, y in ARRAY.positions for part in ("--mic", f"{x},{y}")]
+    command += ["--angle", str(TALKER_ANGLE), "--sound-speed", str(round(ARRAY.sound_speed))]
+    command += ["--algorithm", algorithm, "--intensity", str(INTENSITY)]
+    times = []
+    for _ in range(TIMED_RUNS):
+        start = time.perf_counter()
+        subprocess.run(command, check=True)
+        times.append(time.perf_counter() - start)
+    return min(times)
+
+
+def measure(name, reference, estimate, real_time_factor):
+    skipped = round(LEAD_SECONDS * speech.RATE)
+    reference, estimate = reference[skipped:], estimate[skipped:]
+    return Row(
+        name,
+        measures.si_sdr(reference, estimate),
+        measures.pause_power_db(reference, estimate, speech.RATE),
+        real_time_factor,
+    )
+
+
+def table(rows):
+    lines = [f"{'signal':<14}{'SI-SDR':>10}{'pause power':>15}{'real-time factor':>20}"]
+    for row in rows:
+        factor = "-" if row.real_time_factor is None else f"{row.real_time_factor:.4f}"
+        lines.append(f"{row.name:<14}{row.si_sdr:>7.1f} dB{row.pause_power:>10.1f} dBFS{factor:>20}")
+    return "\n".join(lines)
+
+
+def more_or_less(decibels, more, less):
+    return f"{abs(decibels):.1f} dB {more if decibels >= 0 else less}"
+
+
+def verdict(microphone, fixed, adaptive):
+    """What the figures say, in two sentences."""
+    gain = f"{more_or_less(fixed.si_sdr - microphone.si_sdr, 'more', 'less')} SI-SDR"
+    hush = f"pauses {more_or_less(microphone.pause_power - fixed.pause_power, 'quieter', 'louder')}"
+    lines = [f"Against microphone 0 the fixed beamformer gives {gain} and {hush}."]
+    gain = f"{more_or_less(adaptive.si_sdr - fixed.si_sdr, 'more', 'less')} SI-SDR"
+    hush = f"pauses {more_or_less(fixed.pause_power - adaptive.pause_power, 'quieter', 'louder')}"
+    advice = (
+        "it cancels part of the talker together with the rest, so use the fixed one here"
+        if adaptive.si_sdr < fixed.si_sdr
+        else "it is the better choice here"
+    )
+    lines.append(f"Against the fixed beamformer the adaptive one gives {gain} and {hush}: {advice}.")
+    return "\n".join(lines)
+
+
+def wraps(samples):
+    return int(np.count_nonzero(np.abs(np.diff(samples)) > WRAP_STEP))
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="demo")
+    parser.add_argument("--tool", type=Path, required=True, help="the vekbf program")
+    parser.add_argument("--out", type=Path, required=True, help="folder for the WAV files")
+    options = parser.parse_args()
+    options.out.mkdir(parents=True, exist_ok=True)
+
+    alone, mixture = make_scene()
+    source = options.out / "microphones.wav"
+    wav.write(source, speech.RATE, mixture)
+    wav.write(options.out / "microphone0.wav", speech.RATE, mixture[:, 0])
+    wav.write(options.out / "talker.wav", speech.RATE, alone[:, 0])
+
+    # Measured on what was written, so that rounding to 16 bits counts for every signal alike.
+    duration = len(mixture) / speech.RATE
+    _, heard = wav.read(source)
+    rows = [measure("microphone 0", alone[:, 0], heard[:, 0], None)]
+    for algorithm in ("fixed", "adaptive"):
+        target = options.out / f"{algorithm}.wav"
+        seconds = run_tool(options.tool, source, target, algorithm)
+        _, result = wav.read(target)
+        if wraps(result[:, 0]) > 0:
+            raise SystemExit(f"{target}: the output left the 16-bit range; the scene is too loud")
+        rows.append(measure(algorithm, alone[:, 0], result[:, 0], seconds / duration))
+
+    print(
+        f"Four microphones in a line, 8 cm apart; a talker at {TALKER_ANGLE} degrees, a second one at "
+        f"{SECOND_TALKER_ANGLE} degrees ({TALKER_DB - SECOND_TALKER_DB:.0f} dB softer), noise of the microphones "
+        f"({TALKER_DB - NOISE_DB:.0f} dB softer); {duration:.1f} s at {speech.RATE} Hz.\n"
+    )
+    print(table(rows))
+    print()
+    print(verdict(*rows))
+    print(
+        f"\nListen to {options.out}/microphone0.wav, then fixed.wav and adaptive.wav beside it; "
+        "talker.wav is the talker alone."
+    )
+
+
+if __name__ == "__main__":
+    main()
