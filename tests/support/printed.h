@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <source_location>
 #include <string>
 
 namespace vekbf::test {
@@ -17,6 +18,15 @@ std::string printed(Call&& call) {
   const std::string out = testing::internal::GetCapturedStdout();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   return out;
+}
+
+// For calls that contain assertions of their own.
+template <class Call>
+void expect_printed(const std::string& expected, Call&& call,
+                    std::source_location place = std::source_location::current()) {
+  const testing::ScopedTrace trace(place.file_name(), static_cast<int>(place.line()),
+                                   "called here");
+  EXPECT_EQ(printed(call), expected);
 }
 
 // The one line that a successful configuration prints.

@@ -69,8 +69,9 @@ template <class Field>
 testing::AssertionResult same_field(const Field& a, const Field& b, bool flushed = false) {
   using Element = std::remove_all_extents_t<Field>;
   if constexpr (std::is_same_v<Element, float> || std::is_same_v<Element, Complex>) {
+    constexpr size_t kBytes = sizeof(Field);
     return same_floats(reinterpret_cast<const float*>(&a), reinterpret_cast<const float*>(&b),
-                       sizeof(Field) / sizeof(float), flushed);
+                       kBytes / sizeof(float), flushed);
   } else {
     if (std::memcmp(&a, &b, sizeof(Field)) == 0) return testing::AssertionSuccess();
     return testing::AssertionFailure() << "integers differ";

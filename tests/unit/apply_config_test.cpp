@@ -87,7 +87,8 @@ TEST(ApplyConfig, ReconfigurationResetsEveryFieldButTheBlockingCoefficients) {
     }
     if constexpr (std::is_same_v<Element, float> || std::is_same_v<Element, Complex>) {
       auto* floats = reinterpret_cast<float*>(&(record.*field));
-      for (size_t i = 0; i < sizeof(Field) / sizeof(float); ++i) floats[i] = value += 0.5f;
+      constexpr size_t kBytes = sizeof(Field);
+      for (size_t i = 0; i < kBytes / sizeof(float); ++i) floats[i] = value += 0.5f;
     } else {
       std::memset(static_cast<void*>(&(record.*field)), 0x5a, sizeof(Field));
     }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <string>
@@ -136,12 +137,12 @@ TEST(CheckConfig, GeometriesOutsideTheEnumerationAreRefusedWithTheMicrophoneMess
 
 TEST(CheckConfig, ThresholdsFromZeroToOneAreAccepted) {
   for (float threshold : {0.0f, -0.0f, std::numeric_limits<float>::denorm_min(), 0.5f,
-                          std::nextafterf(1.0f, 0.0f), 1.0f}) {
+                          std::nextafter(1.0f, 0.0f), 1.0f}) {
     SCOPED_TRACE(threshold);
     expect_accepted(with_threshold(threshold));
   }
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  for (float threshold : {1.01f, std::nextafterf(1.0f, 2.0f), kInfinity, -0.01f, -1.0f, -kInfinity,
+  for (float threshold : {1.01f, std::nextafter(1.0f, 2.0f), kInfinity, -0.01f, -1.0f, -kInfinity,
                           -std::numeric_limits<float>::min()}) {
     SCOPED_TRACE(threshold);
     expect_refused(with_threshold(threshold), 0x30000409, "Invalid Vad Threshold");

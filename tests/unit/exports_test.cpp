@@ -32,9 +32,9 @@ TEST(Init, RefusesANullBufferOrRecord) {
   const VekBfInit init = array_of(1);
   WorkBuffer buffer(0xa5);
   const std::vector<uint8_t> before = buffer.bytes();
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Init(nullptr, &init), nullptr); }), line);
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Init(buffer.get(), nullptr), nullptr); }), line);
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Init(nullptr, nullptr), nullptr); }), line);
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_Init(nullptr, &init), nullptr); });
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_Init(buffer.get(), nullptr), nullptr); });
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_Init(nullptr, nullptr), nullptr); });
   EXPECT_EQ(buffer.bytes(), before);
 }
 
@@ -125,13 +125,12 @@ TEST(Init, CopiesOneCoordinatePairPerMicrophoneAndAtMostFour) {
 
 TEST(SetConfig, RefusesANullHandleAndANullRecordWithoutAChange) {
   const std::string line = error_line("VekBf_SetConfig", "The handle is NULL");
-  EXPECT_EQ(printed([] { EXPECT_EQ(VekBf_SetConfig(nullptr, &kConfig), 0x30000402u); }), line);
-  EXPECT_EQ(printed([] { EXPECT_EQ(VekBf_SetConfig(nullptr, nullptr), 0x30000402u); }), line);
+  expect_printed(line, [] { EXPECT_EQ(VekBf_SetConfig(nullptr, &kConfig), 0x30000402u); });
+  expect_printed(line, [] { EXPECT_EQ(VekBf_SetConfig(nullptr, nullptr), 0x30000402u); });
   Beam beam(array_of(2));
   ASSERT_EQ(beam.configure(), VEK_BF_OK);
   const std::vector<uint8_t> before = beam.bytes();
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_SetConfig(beam.handle(), nullptr), 0x30000402u); }),
-            line);
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_SetConfig(beam.handle(), nullptr), 0x30000402u); });
   EXPECT_EQ(beam.bytes(), before);
 }
 
@@ -146,7 +145,7 @@ TEST(GetInputSamples, IsTheMicrophonesTimes128AndPrintsNothing) {
   for (int32_t mics = 0; mics <= 4; ++mics) {
     Beam beam(array_of(mics));
     uint32_t samples = 7;
-    EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_GetInputSamples(beam.handle(), &samples), 0u); }), "");
+    expect_printed("", [&] { EXPECT_EQ(VekBf_GetInputSamples(beam.handle(), &samples), 0u); });
     EXPECT_EQ(samples, static_cast<uint32_t>(128 * mics));
     EXPECT_EQ(beam.configure(), VEK_BF_OK);
     EXPECT_EQ(VekBf_GetInputSamples(beam.handle(), &samples), 0u);
@@ -170,13 +169,12 @@ TEST(GetInputSamples, WrapsForMicrophoneNumbersOutOfRange) {
 TEST(GetInputSamples, RefusesNullPointersWithoutWriting) {
   const std::string line = error_line("VekBf_GetInputSamples", "The handle is NULL");
   uint32_t samples = 7;
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_GetInputSamples(nullptr, &samples), 0x30000402u); }),
-            line);
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_GetInputSamples(nullptr, &samples), 0x30000402u); });
   EXPECT_EQ(samples, 7u);
   Beam beam(array_of(2));
   const std::vector<uint8_t> before = beam.bytes();
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_GetInputSamples(beam.handle(), nullptr), 0x30000402u); }),
-            line);
+  expect_printed(line,
+                 [&] { EXPECT_EQ(VekBf_GetInputSamples(beam.handle(), nullptr), 0x30000402u); });
   EXPECT_EQ(beam.bytes(), before);
 }
 
@@ -199,7 +197,7 @@ TEST(Free, ZeroesTheWholeBufferOfAConfiguredInstanceAndPrintsNothing) {
     // Also what the record leaves spare.
     std::memset(static_cast<char*>(buffer.get()) + sizeof(Instance), 0xa5,
                 kWorkBufferSize - sizeof(Instance));
-    EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); }), "");
+    expect_printed("", [&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); });
     EXPECT_TRUE(all_zero(buffer.bytes()));
   }
 }
@@ -208,8 +206,8 @@ TEST(Free, BeforeAnyConfigurationPrintsTheBareLineOfTheMissingTransform) {
   WorkBuffer buffer(0xa5);
   const VekBfInit init = array_of(2);
   VekBfHandle handle = VekBf_Init(buffer.get(), &init);
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); }),
-            "[FFT FREE]: The handle is NULL\n");
+  expect_printed("[FFT FREE]: The handle is NULL\n",
+                 [&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); });
   EXPECT_TRUE(all_zero(buffer.bytes()));
 }
 
@@ -218,9 +216,9 @@ TEST(Free, TwiceFindsNothingToReleaseTheSecondTime) {
   const VekBfInit init = array_of(2);
   VekBfHandle handle = VekBf_Init(buffer.get(), &init);
   printed([&] { ASSERT_EQ(VekBf_SetConfig(handle, &kConfig), VEK_BF_OK); });
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); }), "");
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); }),
-            "[FFT FREE]: The handle is NULL\n");
+  expect_printed("", [&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); });
+  expect_printed("[FFT FREE]: The handle is NULL\n",
+                 [&] { EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK); });
   EXPECT_TRUE(all_zero(buffer.bytes()));
 }
 

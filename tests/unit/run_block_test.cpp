@@ -34,10 +34,9 @@ struct Everything {
 TEST(RunNull, HandleIsRefused) {
   Block in(kHopSize, 1), out(kHopSize, 7);
   const std::string line = error_line("VekBf_Run", "The handle is NULL");
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Run(nullptr, in.data(), out.data(), 0), 0x30000402u); }),
-            line);
-  EXPECT_EQ(printed([&] { EXPECT_EQ(VekBf_Run(nullptr, nullptr, nullptr, 0), 0x30000402u); }),
-            line);
+  expect_printed(line,
+                 [&] { EXPECT_EQ(VekBf_Run(nullptr, in.data(), out.data(), 0), 0x30000402u); });
+  expect_printed(line, [&] { EXPECT_EQ(VekBf_Run(nullptr, nullptr, nullptr, 0), 0x30000402u); });
   EXPECT_EQ(out, Block(kHopSize, 7));
 }
 
@@ -48,12 +47,10 @@ TEST(RunNull, BlockIsRefusedLikeAHandleAndChangesNothing) {
     const Everything before(beam);
     Block in(2 * kHopSize, 1), out(kHopSize, 7);
     const std::string line = error_line("VekBf_Run", "The handle is NULL");
-    EXPECT_EQ(
-        printed([&] { EXPECT_EQ(VekBf_Run(beam.handle(), nullptr, out.data(), 5), 0x30000402u); }),
-        line);
-    EXPECT_EQ(
-        printed([&] { EXPECT_EQ(VekBf_Run(beam.handle(), in.data(), nullptr, 5), 0x30000402u); }),
-        line);
+    expect_printed(
+        line, [&] { EXPECT_EQ(VekBf_Run(beam.handle(), nullptr, out.data(), 5), 0x30000402u); });
+    expect_printed(
+        line, [&] { EXPECT_EQ(VekBf_Run(beam.handle(), in.data(), nullptr, 5), 0x30000402u); });
     EXPECT_TRUE(Everything(beam) == before);
     EXPECT_EQ(out, Block(kHopSize, 7));
   }
@@ -63,9 +60,9 @@ TEST(RunNull, BlockIsRefusedLikeAHandleAndChangesNothing) {
 void expect_zero_block(Beam& beam, const Block& in) {
   Everything before(beam);
   Block out(kHopSize, 7);
-  EXPECT_EQ(
-      printed([&] { EXPECT_EQ(VekBf_Run(beam.handle(), in.data(), out.data(), -123), VEK_BF_OK); }),
-      kZeroFrameLine);
+  expect_printed(kZeroFrameLine, [&] {
+    EXPECT_EQ(VekBf_Run(beam.handle(), in.data(), out.data(), -123), VEK_BF_OK);
+  });
   EXPECT_EQ(out, kSilence);
   EXPECT_EQ(beam.record().steerAngle, -123);
   const int32_t angle = -123;
@@ -200,7 +197,7 @@ TEST(RunBlock, GeometriesWithoutSteeringPrintOneBareLinePerBlock) {
         Block out;
         EXPECT_EQ(printed([&] { out = beam.run(noise_block(random, 4), 33); }),
                   "Invalid microphone array geometry!\n");
-        if (algorithm == VEK_FIXED_BF) EXPECT_EQ(out, kSilence);
+        EXPECT_TRUE(algorithm == VEK_ADAPTIVE_BF || out == kSilence);
       }
     }
   }

@@ -142,8 +142,8 @@ class SteeredPower {
   double at(int32_t degrees) {
     beam_.record() = *start_;
     double power = 0.0;
-    for (int16_t x : beam_.run(last_, degrees)) power += double{x} * x;
-    for (int16_t x : beam_.record().outputOverlap) power += double{x} * x;
+    for (int16_t x : beam_.run(last_, degrees)) power += static_cast<double>(x) * x;
+    for (int16_t x : beam_.record().outputOverlap) power += static_cast<double>(x) * x;
     return power;
   }
 
