@@ -1,1 +1,23 @@
 // SPDX-License-Identifier: MIT
+#include "bf/adaptive_frame.h"
+
+#include "bf/fixed_beam.h"
+#include "bf/presence_gain.h"
+#include "bf/sidelobe_canceller.h"
+#include "bf/steering.h"
+#include "bf/synthesis.h"
+#include "noise/vad.h"
+
+void adaptive_frame(Instance* instance) {
+  compute_steering(instance, instance->steerAngle);
+  vekbf::form_fixed_beam(*instance);
+  // The frame's own probability is not used: the detector runs for its estimator's probability per
+  // bin.
+  vad_run(instance->vadState, instance->beamPower);
+  const VadState* detector = instance->vadState;
+  if (detector != nullptr && detector->mcra != nullptr) {
+    vekbf::smooth_presence_gain(*instance, detector->mcra->speechProb);
+  }
+  vekbf::cancel_sidelobes(*instance);
+  vekbf::synthesise(*instance, instance->outBeam);
+}
