@@ -1,0 +1,87 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+#
+# The library alone configures and builds: no test framework, no tool, no package but a compiler is looked for.
+#
+#   library_alone.sh SOURCE_DIR SCRATCH_DIR top|foreign|subdirectory
+set -eu
+source=$1
+scratch=$2
+how=$3
+rm -rf "$scratch"
+mkdir -p "$scratch/project"
+unset CC CXX CFLAGS CXXFLAGS LDFLAGS 2>/dev/null || true
+
+# Nothing in the system's CMake packages or pkg-config files may be needed.
+export PKG_CONFIG_LIBDIR=/nonexistent
+alone="-DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON
+       -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_Threads=ON
+       -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON -DGTEST_SOURCE_DIR=/nonexistent"
+
+fail() {
+  echo "library_alone.sh: $1" >&2
+  exit 1
+}
+
+case "$how" in
+  top)
+    # shellcheck disable=SC2086 # words are wanted
+    cmake -G Ninja -S "$source" -B "$scratch/build" $alone -DVEKBF_BUILD_TESTS=OFF -DVEKBF_BUILD_BENCH=OFF \
+      -DVEKBF_BUILD_TOOLS=OFF
+    ;;
+  foreign)
+    # A toolchain file that is not ours, with flags given from outside.
+    cat >"$scratch/project/board.cmake" <<'TOOLCHAIN'
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR arm)
+set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+TOOLCHAIN
+    flags="-march=armv7-a -mfpu=neon-vfpv3 -mfloat-abi=hard -mthumb"
+    # shellcheck disable=SC2086 # words are wanted
+    cmake -G Ninja -S "$source" -B "$scratch/build" $alone -DVEKBF_BUILD_TESTS=OFF -DVEKBF_BUILD_BENCH=OFF \
+      -DVEKBF_BUILD_TOOLS=OFF -DCMAKE_TOOLCHAIN_FILE="$scratch/project/board.cmake" \
+      "-DCMAKE_C_FLAGS=$flags" "-DCMAKE_CXX_FLAGS=$flags"
+    ;;
+  subdirectory)
+    cat >"$scratch/project/CMakeLists.txt" <<'PROJECT'
+cmake_minimum_required(VERSION 3.21)
+project(host LANGUAGES C CXX)
+include(CTest)
+add_subdirectory(${VEKBF_SOURCE} vekbf)
+add_executable(host host.c)
+target_link_libraries(host PRIVATE VekBf::vekbf)
+add_test(NAME host COMMAND host)
+PROJECT
+    cat >"$scratch/project/host.c" <<'HOST'
+#include "vek_bf.h"
+int main(void) { return VekBf_GetBufferSize() == 82352 ? 0 : 1; }
+HOST
+    # No option is given: whoever includes the library gets the library only.
+    # shellcheck disable=SC2086 # words are wanted
+    cmake -G Ninja -S "$scratch/project" -B "$scratch/build" $alone -DVEKBF_SOURCE="$source"
+    ;;
+  *) fail "unknown way $how" ;;
+esac
+
+cmake --build "$scratch/build" -j 2
+library=$(find "$scratch/build" -name 'libvekbf.so.2.*' -type f)
+[ -n "$library" ] || fail "no shared library was built"
+
+# Only the library and the host: no test, tool or benchmark is a target.
+programs=$(ninja -C "$scratch/build" -t targets all | sed -n 's/^\([^:]*\): C[X]*_EXECUTABLE_LINKER.*/\1/p')
+case "$how" in
+  top) wanted= ;;
+  foreign)
+    wanted=
+    readelf -h "$library" | grep -q 'Machine: *ARM$' || fail "not a library for 32-bit ARM"
+    ;;
+  subdirectory)
+    wanted=host
+    ctest --test-dir "$scratch/build" --output-on-failure --no-tests=error
+    ctest --test-dir "$scratch/build" -N | grep -qx 'Total Tests: 1' || fail "the library added tests of its own"
+    # Warnings must not be errors for a compiler that we have never seen.
+    ! grep -q -e ' -Werror' "$scratch/build/build.ninja" || fail "-Werror reaches an including project"
+    ;;
+esac
+[ "$programs" = "$wanted" ] || fail "programs built: '$programs' instead of '$wanted'"
