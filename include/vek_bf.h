@@ -49,7 +49,8 @@
  *
  *   The caller owns the working buffer for the whole life of the instance; the handle is the
  *   buffer's address. The buffer must be aligned for a pointer (8 bytes on 64-bit machines, 4 on
- *   32-bit ones): every malloc result is. Do not move or copy it while it is an instance.
+ *   32-bit ones): every malloc result is. A byte-wise copy of it is not a second instance: both
+ *   would own the same transform and detector.
  *
  *   VekBf_SetConfig allocates the transform and the detector on the heap; VekBf_Free, and the
  *   next VekBf_SetConfig, release them. Freeing the buffer, or calling VekBf_Init on it again,
