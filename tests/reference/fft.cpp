@@ -4,9 +4,9 @@
 #include <stdlib.h>
 
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 
+#include "reference/arrays.h"
 #include "reference/model.h"
 
 namespace reference {
@@ -35,10 +35,6 @@ double window_point(int32_t type, bool symmetric, int32_t n, int32_t i) {
     default:
       return 0.0;
   }
-}
-
-float* zeros(int32_t count) {
-  return static_cast<float*>(calloc(count > 0 ? static_cast<size_t>(count) : 0, sizeof(float)));
 }
 
 }  // namespace
