@@ -11,12 +11,11 @@
 //   greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
 //   select(mask, a, b)                                     a where the mask is set, else b
 //   load_pairs<V>(p), store_pairs(p, c)                    complex values, split into re and im
-//   lanes magnitude(re, im)                                      the same float as cabsf
+//   magnitude(re, im)                                      the same float as cabsf
 //   reciprocal_two_step(d)                                 see math/reciprocal.h
 //   reciprocal_estimate(d)                                 its table estimate alone
 //   load_int16<V>(p)                                       16-bit samples as floats
-//   add_truncated(acc, v)                                  acc[i] = low 16 bits of acc[i] +
-//   to_int32_saturating(v[i])
+//   add_truncated(acc, v)                                  int16: acc[i] += saturated v[i], wraps
 // and the four-lane types also
 //   reverse(v), transpose(a, b, c, d)
 //

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+//
+// The lane types of this build, for tests typed over all of them, and what may differ between them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <type_traits>
+
+#include "simd/f32x4.h"
+
+namespace vekbf::test {
+
+using simd::f32x1;
+using simd::f32x4;
+using PortableF32x4 = simd::portable::f32x4;
+
+inline constexpr bool kHasNative = !std::is_same_v<f32x4, PortableF32x4>;
+
+template <bool kNative>
+struct BackendLists {
+  using Four = ::testing::Types<PortableF32x4>;
+  using All = ::testing::Types<f32x1, PortableF32x4>;
+};
+template <>
+struct BackendLists<true> {
+  using Four = ::testing::Types<PortableF32x4, f32x4>;
+  using All = ::testing::Types<f32x1, PortableF32x4, f32x4>;
+};
+using FourLaneTypes = BackendLists<kHasNative>::Four;
+using AllLaneTypes = BackendLists<kHasNative>::All;
+
+struct LaneTypeNames {
+  template <class V>
+  static std::string GetName(int) {
+    if (std::is_same_v<V, f32x1>) return "one_lane";
+    return std::is_same_v<V, PortableF32x4> ? "portable" : "native";
+  }
+};
+
+// Whether the arithmetic of V flushes subnormal operands and results to zero: the vector unit of
+// 32-bit ARM, whatever its control register says.
+template <class V>
+inline constexpr bool kFlushes =
+#if defined(__arm__)
+    kHasNative&& std::is_same_v<V, f32x4>;
+#else
+    false;
+#endif
+
+inline float flush_operand(float x) {
+  return std::fabs(x) < 0x1p-126f ? std::copysign(0.0f, x) : x;
+}
+
+}  // namespace vekbf::test
