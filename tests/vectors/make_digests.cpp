@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Writes digests.txt anew, on standard output. It is linked with the plain model alone: the library
-// has no part in what it is compared with. Arguments, if any, are parts of scene names to choose.
+// has no part in what it is compared with. Arguments, if any, are the
+// beginnings of the names of scenes to choose.
 #include <cstdio>
-#include <cstring>
 
 #include "vectors/digest_file.h"
 #include "vectors/model_engine.h"
@@ -15,7 +15,7 @@ int main(int count, char** arguments) {
   for (const Scene& scene : scenes()) {
     bool chosen = count < 2;
     for (int i = 1; i < count; ++i) {
-      chosen = chosen || std::strstr(scene.name.c_str(), arguments[i]) != nullptr;
+      chosen = chosen || scene.name.starts_with(arguments[i]);
     }
     if (chosen) std::puts(line_of(scene, digest_of(scene, kModel)).c_str());
   }
