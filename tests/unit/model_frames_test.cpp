@@ -71,6 +71,26 @@ TEST(ModelSteering, CircleDelaysAreThoseOfQuarterTurns) {
   }
 }
 
+// Where r cos/c lies exactly between two floats, the factor just below one decides for the lower.
+TEST(ModelSteering, RadiusOfACircleIsAHairSmaller) {
+  Beam beam(4, VEK_FIXED_BF, 3.0f, 0, VEK_BF_UNIFORM_TRIANGLE_ARRAY);
+  beam->soundSpeed = 1;
+  int ties = 0;
+  for (int angle = 0; angle < 360; ++angle) {
+    reference::compute_steering(beam.get(), angle);
+    for (int m = 0; m < 4; ++m) {
+      const double exact = 3.0 * std::fabs(static_cast<double>(beam->micProjection[m]));
+      const float delay = std::fabs(beam->micDelay[m]);
+      const double rise = static_cast<double>(delay) - exact;
+      const double next = static_cast<double>(std::nextafter(delay, 4.0f)) - exact;
+      if (rise < 0.0 && next == -rise) ++ties;
+      EXPECT_FALSE(rise > 0.0 && exact - static_cast<double>(std::nextafter(delay, 0.0f)) == rise)
+          << angle << " " << m;
+    }
+  }
+  EXPECT_GT(ties, 100);
+}
+
 TEST(ModelSteering, OtherGeometriesKeepTheirTables) {
   Beam beam(4, VEK_FIXED_BF, 0.1f, 0, VEK_BF_UNIFORM_CIRCULAR_ARRAY);
   beam->micDelay[1] = 5.0f;
@@ -200,9 +220,17 @@ TEST(ModelAdaptiveFrame, CoefficientsTurnWithTheMicrophone) {
   const std::complex<double> e =
       std::complex<double>(0, 2e5) -
       std::complex<double>(0.08, 0.04) * std::complex<double>(0.5e5, 1e5);
+  // The first microphone's coefficients: 0.05 (1e5 conj(B)) / |B|^2 = 0.05 (0.4 - 0.8i) and
+  // 0.03 (B 1e5) / 5e10 = 0.03 (0.1 + 0.2i).
+  const std::complex<double> e0 =
+      1e5 - std::complex<double>(0.02, -0.04) * std::complex<double>(0.5e5, 1e5);
+  const std::complex<double> cancelled =
+      std::complex<double>(0.003, 0.006) * e0 + std::complex<double>(0.012, -0.006) * e;
   for (int k = 0; k < kBinCount; ++k) {
     EXPECT_NEAR(e.real(), static_cast<double>(beam->blockOutput[1][k].re), 0.1);
     EXPECT_NEAR(e.imag(), static_cast<double>(beam->blockOutput[1][k].im), 0.1);
+    EXPECT_NEAR(cancelled.real(), static_cast<double>(beam->cancelSum[k].re), 0.1);
+    EXPECT_NEAR(cancelled.imag(), static_cast<double>(beam->cancelSum[k].im), 0.1);
   }
 }
 
@@ -221,6 +249,17 @@ TEST(ModelAdaptiveFrame, PresenceGainRunsUpTheBinsOnItsOwnValues) {
   EXPECT_EQ(1.0f, beam->presenceGain[kBinCount - 1]);
   EXPECT_EQ(100.0f, beam->refBeam[0].re);
   EXPECT_EQ(100.0f, beam->refBeam[kBinCount - 1].re);
+}
+
+TEST(ModelAdaptiveFrame, BinExactlyAtTheThresholdIsKept) {
+  Beam beam(1, VEK_ADAPTIVE_BF, 0.05f, 5);
+  for (Complex& bin : beam->micSpectrum[0]) bin = {100.0f, 50.0f};
+  beam->presenceGain[0] = 0.5f;
+  beam->presenceGain[kBinCount - 1] = std::nextafter(0.5f, 0.0f);
+  reference::adaptive_frame(beam.get());
+  EXPECT_EQ(100.0f, beam->refBeam[0].re);
+  EXPECT_EQ(50.0f, beam->refBeam[0].im);
+  EXPECT_NEAR(50.0f, beam->refBeam[kBinCount - 1].re, 1e-4f);
 }
 
 TEST(ModelAdaptiveFrame, NothingInNothingOut) {
