@@ -16,7 +16,7 @@ namespace reference {
 
 namespace {
 
-constexpr double kHalfRootPi = 0.886225926452758;
+constexpr double kHalfRootPi = 0.886226925452758;
 
 // The spectral gain. J0 and J1 are the plain Bessel functions, not the modified ones.
 float gain_of(float v, float gamma) {
