@@ -171,7 +171,8 @@ Scene random_scene(uint64_t seed, VekBfAlgorithm algorithm, int32_t mics, VekBfG
   if (scene.angles == AngleKind::kSweep) scene.angle %= 3600;
   scene.angleStep = random.below(61) - 30;
   scene.blocks = blocks;
-  if (random.below(3) == 0) scene.reconfigureAt = blocks / 3 + random.below(blocks / 3);
+  if (random.below(3) == 0 && blocks >= 3)
+    scene.reconfigureAt = blocks / 3 + random.below(blocks / 3);
   scene.later = {static_cast<float>(random.below(257)) / 256.0f,
                  static_cast<uint32_t>(random.below(14))};  // 11 to 13 are refused
   scene.seed = random.next();
