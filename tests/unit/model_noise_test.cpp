@@ -60,12 +60,12 @@ TEST(ModelEstimator, RiseAboveTheMinimumIsSpeech) {
   const double smooth = 0.7 * 10 + 0.3 * 1000;
   const double minimum = 0.998 * 10 + (smooth - 0.8 * 10) * 0.002 / 0.2;
   EXPECT_NEAR(smooth, static_cast<double>(state->smoothPower[0]), 1e-4);
-  EXPECT_NEAR(minimum, static_cast<double>(state->minPower[0]), 1e-4);
-  EXPECT_NEAR(smooth / minimum, static_cast<double>(state->powerRatio[0]), 1e-3);
+  EXPECT_NEAR(minimum, static_cast<double>(state->minPower[0]), 1e-5);
+  EXPECT_NEAR(smooth / minimum, static_cast<double>(state->powerRatio[0]), 2e-5);
   EXPECT_EQ(1.0f, state->speechFlag[0]);
   EXPECT_FLOAT_EQ(0.8f, state->speechProb[0]);
   EXPECT_FLOAT_EQ(0.99f, state->smoothFactor[0]);
-  EXPECT_NEAR(0.99 * 10 + 0.01 * smooth, static_cast<double>(state->noisePower[0]), 1e-4);
+  EXPECT_NEAR(0.99 * 10 + 0.01 * smooth, static_cast<double>(state->noisePower[0]), 1e-5);
 }
 
 TEST(ModelEstimator, FallIsFollowedAtOnceAndNoiseConverges) {
@@ -176,8 +176,8 @@ TEST(ModelDetector, GainAndSpeechPowerOfAnOrdinaryRatio) {
   const double v = 0.2 * gamma * xi / (1 + xi);
   const double gain =
       std::sqrt(v * kPi) / 2 / gamma * std::exp(-v / 2) * (v * ::j1(v / 2) + (v + 1) * ::j0(v / 2));
-  EXPECT_NEAR(1.0, static_cast<double>(state->gain[0]) / gain, 1e-4);
-  EXPECT_NEAR(1.0, static_cast<double>(state->speechPowerRatio[0]) / (gain * gain * gamma), 1e-4);
+  EXPECT_NEAR(1.0, static_cast<double>(state->gain[0]) / gain, 4e-7);
+  EXPECT_NEAR(1.0, static_cast<double>(state->speechPowerRatio[0]) / (gain * gain * gamma), 4e-7);
 }
 
 TEST(ModelDetector, OnsetTakesThreeFramesAndHangoverFive) {
