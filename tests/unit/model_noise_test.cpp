@@ -58,7 +58,9 @@ TEST(ModelEstimator, RiseAboveTheMinimumIsSpeech) {
   reference::mcra2_run(state.get(), &quiet);
   reference::mcra2_run(state.get(), &loud);
   const double smooth = 0.7 * 10 + 0.3 * 1000;
-  const double minimum = 0.998 * 10 + (smooth - 0.8 * 10) * 0.002 / 0.2;
+  // 1 - 0.998 keeps few of its digits in single precision.
+  const double rise = static_cast<double>(1.0f - 0.998f) / 0.2;
+  const double minimum = 0.998 * 10 + (smooth - 0.8 * 10) * rise;
   EXPECT_NEAR(smooth, static_cast<double>(state->smoothPower[0]), 1e-4);
   EXPECT_NEAR(minimum, static_cast<double>(state->minPower[0]), 1e-5);
   EXPECT_NEAR(smooth / minimum, static_cast<double>(state->powerRatio[0]), 2e-5);
