@@ -91,12 +91,11 @@ inline void store_pairs(Complex* p, Pairs<f32x4> c) {
 }
 
 inline void add_truncated(int16_t* acc, f32x4 v) {
-  // The conversion gives 0x80000000 for everything out of range: right for large negative values,
-  // one too much for large positive ones, and to be cleared for not-a-number.
+  // The conversion gives 0x80000000 for everything out of range. Its low 16 bits are right for
+  // large negative values and for not-a-number, and one too much for large positive ones.
   const __m128i raw = _mm_cvttps_epi32(v.v);
   const __m128i too_large = _mm_castps_si128(_mm_cmpge_ps(v.v, _mm_set1_ps(0x1p31f)));
-  const __m128i ordered = _mm_castps_si128(_mm_cmpord_ps(v.v, v.v));
-  const __m128i whole = _mm_and_si128(_mm_add_epi32(raw, too_large), ordered);
+  const __m128i whole = _mm_add_epi32(raw, too_large);
   // Only the low 16 bits count: sign-extend them so that the saturating pack keeps them.
   const __m128i low = _mm_srai_epi32(_mm_slli_epi32(whole, 16), 16);
   const __m128i packed = _mm_packs_epi32(low, low);

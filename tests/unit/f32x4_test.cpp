@@ -196,10 +196,14 @@ TYPED_TEST(AnyLane, Quotient) {
 }
 
 TYPED_TEST(AnyLane, AProductIsRoundedBeforeItIsAdded) {
-  // (1 + e)^2 - (1 + 2e) is e^2 unrounded and 0 once the product is rounded.
-  const float e = 0x1p-23f;
-  const float x[4] = {1 + e, 1 + e, 1 + e, 1 + e};
-  const float y[4] = {1 + 2 * e, 1 + 2 * e, 1 + 2 * e, 1 + 2 * e};
+  // (1 + e)^2 - (1 + 2e) is e^2 unrounded and 0 once the product is rounded. Volatile: the compiler
+  // itself must not work it out.
+  volatile float e = 0x1p-23f;
+  float x[4], y[4];
+  for (int i = 0; i < 4; ++i) {
+    x[i] = 1 + e;
+    y[i] = 1 + 2 * e;
+  }
   const auto factor = TypeParam::load(x);
   float out[TypeParam::kLanes];
   (factor * factor - TypeParam::load(y)).store(out);
