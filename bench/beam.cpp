@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "beam.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include "reference/model.h"
+
+namespace vekbf::bench {
+
+namespace {
+
+// Standard output goes nowhere while one of these lives.
+class Silence {
+ public:
+  Silence() {
+    fflush(stdout);
+    kept_ = dup(STDOUT_FILENO);
+    const int nowhere = open("/dev/null", O_WRONLY);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+  }
+  ~Silence() {
+    fflush(stdout);
+    dup2(kept_, STDOUT_FILENO);
+    close(kept_);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  int kept_;
+};
+
+}  // namespace
+
+VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics) {
+  VekBfInit array = {};
+  array.sampleRate = 16000;
+  array.bitWidth = 16;
+  array.micNum = mics;
+  array.soundSpeed = 343;
+  array.algorithm = algorithm;
+  array.geometry = geometry;
+  for (int m = 0; m < mics; ++m) {
+    array.micCoordinate[m][0] =
+        geometry == VEK_BF_UNIFORM_LINEAR_ARRAY ? 0.035f * static_cast<float>(m) : 0.035f;
+  }
+  return array;
+}
+
+Beam::Beam(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics)
+    : side_(side), buffer_((kWorkBufferSize + 7) / 8) {
+  const Silence silence;
+  const VekBfInit array = bench_array(algorithm, geometry, mics);
+  const VekBfConfig config = {0.5f, 5};
+  instance_ = side_ == Side::kLibrary ? VekBf_Init(buffer_.data(), &array)
+                                      : reference::init(buffer_.data(), &array);
+  const uint32_t error = side_ == Side::kLibrary ? VekBf_SetConfig(instance_, &config)
+                                                 : reference::set_config(instance_, &config);
+  if (error != VEK_BF_OK) {
+    fprintf(stderr, "configuration failed: 0x%x\n", error);
+    _exit(1);
+  }
+}
+
+Beam::~Beam() {
+  if (side_ == Side::kLibrary) {
+    VekBf_Free(instance_);
+  } else {
+    reference::free_instance(instance_);
+  }
+}
+
+void Beam::run(const int16_t* in, int16_t* out, int angle) {
+  if (side_ == Side::kLibrary) {
+    VekBf_Run(instance_, in, out, angle);
+  } else {
+    reference::run(instance_, in, out, angle);
+  }
+}
+
+}  // namespace vekbf::bench

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "signals.h"
+
+#include <cmath>
+#include <cstddef>
+
+#include "support/random.h"
+#include "vek_bf.h"
+
+namespace vekbf::bench {
+
+namespace {
+
+// A pulse train of 120 to 180 Hz through two resonances, two syllables a second: its short-time
+// spectrum and its level vary as those of speech do, which is what the detector's cost depends on.
+class Voice {
+ public:
+  double next(int frame) {
+    const double time = frame / 16000.0;
+    const double pitch = 150.0 + 30.0 * std::sin(6.28 * 0.7 * time);
+    phase_ += pitch / 16000.0;
+    double pulse = 0.0;
+    if (phase_ >= 1.0) {
+      phase_ -= 1.0;
+      pulse = 1.0;
+    }
+    const double envelope = std::sin(6.283 * 2.0 * time) > -0.2 ? 1.0 : 0.0;
+    return envelope * (resonate(first_, pulse, 650.0) + 0.5 * resonate(second_, pulse, 1700.0));
+  }
+
+ private:
+  static double resonate(double (&memory)[2], double input, double hertz) {
+    const double radius = 0.98;
+    const double output = input + 2.0 * radius * std::cos(6.2831853 * hertz / 16000.0) * memory[0] -
+                          radius * radius * memory[1];
+    memory[1] = memory[0];
+    memory[0] = output;
+    return output;
+  }
+
+  double phase_ = 0.0;
+  double first_[2] = {};
+  double second_[2] = {};
+};
+
+}  // namespace
+
+std::vector<int16_t> make_signal(std::string_view kind, int mics, int blocks) {
+  const size_t frames = static_cast<size_t>(blocks) * VEK_BF_BLOCK_FRAMES;
+  std::vector<int16_t> samples(frames * static_cast<size_t>(mics));
+  test::Random random(20);
+  Voice voice;
+  for (size_t frame = 0; frame < frames; ++frame) {
+    const double speech = kind == "speech" ? 2500.0 * voice.next(static_cast<int>(frame)) : 0.0;
+    for (int m = 0; m < mics; ++m) {
+      const double noise = static_cast<double>(random.unit());
+      double value = speech + 400.0 * noise;
+      if (kind == "onebit") value = frame % 64 == 0 ? 1.0 : (noise > 0.999 ? 1.0 : 0.0);
+      if (kind == "loud") value = 32767.0 * noise;
+      samples[frame * static_cast<size_t>(mics) + static_cast<size_t>(m)] =
+          static_cast<int16_t>(std::lrint(std::fmin(std::fmax(value, -32768.0), 32767.0)));
+    }
+  }
+  return samples;
+}
+
+}  // namespace vekbf::bench

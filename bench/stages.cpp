@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include "stages.h"
+
+#include <cstring>
+#include <vector>
+
+#include "beam.h"
+#include "bf/fixed_beam.h"
+#include "bf/presence_gain.h"
+#include "bf/sidelobe_canceller.h"
+#include "bf/steering.h"
+#include "bf/synthesis.h"
+#include "fft/fft.h"
+#include "noise/vad.h"
+#include "reference/model.h"
+#include "signals.h"
+
+namespace vekbf::bench {
+
+namespace {
+
+inline constexpr int kWarmBlocks = 400;
+inline constexpr int kAngle = 60;
+
+}  // namespace
+
+struct Workload {
+  Beam linear{Side::kLibrary, VEK_ADAPTIVE_BF, VEK_BF_UNIFORM_LINEAR_ARRAY, kMaxMics};
+  Beam triangle{Side::kLibrary, VEK_ADAPTIVE_BF, VEK_BF_UNIFORM_TRIANGLE_ARRAY, kMaxMics};
+  float frame[kFrameSize];
+  float spoilt[kFrameSize];
+  Complex bins[kBinCount];
+  Instance* line() { return linear.instance(); }
+};
+
+void WorkloadDeleter::operator()(Workload* workload) const { delete workload; }
+
+WorkloadPointer make_workload() {
+  WorkloadPointer w(new Workload);
+  const std::vector<int16_t> in = make_signal("speech", kMaxMics, kWarmBlocks);
+  int16_t out[kHopSize];
+  for (int b = 0; b < kWarmBlocks; ++b) {
+    const int16_t* block = &in[static_cast<size_t>(b) * kMaxMics * kHopSize];
+    w->linear.run(block, out, kAngle);
+    w->triangle.run(block, out, kAngle);
+  }
+  std::memcpy(w->frame, w->line()->micHistory[0], sizeof w->frame);
+  std::memcpy(w->bins, w->line()->outBeam, sizeof w->bins);
+  return w;
+}
+
+namespace {
+
+// The forward transform windows its input in place, so it is given a fresh copy, as VekBf_Run does.
+void forward(Workload& w) {
+  std::memcpy(w.spoilt, w.frame, sizeof w.spoilt);
+  do_fft(w.line()->fftState, w.spoilt, as_floats(w.line()->micSpectrum[0]), kForward);
+}
+void forward_model(Workload& w) {
+  std::memcpy(w.spoilt, w.frame, sizeof w.spoilt);
+  reference::do_fft(w.line()->fftState, w.spoilt, as_floats(w.line()->micSpectrum[0]), kForward);
+}
+void inverse(Workload& w) { do_fft(w.line()->fftState, as_floats(w.bins), w.spoilt, kInverse); }
+void inverse_model(Workload& w) {
+  reference::do_fft(w.line()->fftState, as_floats(w.bins), w.spoilt, kInverse);
+}
+void steer_line(Workload& w) { compute_steering(w.line(), kAngle); }
+void steer_line_model(Workload& w) { reference::compute_steering(w.line(), kAngle); }
+void steer_circle(Workload& w) { compute_steering(w.triangle.instance(), kAngle); }
+void steer_circle_model(Workload& w) { reference::compute_steering(w.triangle.instance(), kAngle); }
+void fixed_beam(Workload& w) { form_fixed_beam(*w.line()); }
+void estimator(Workload& w) { mcra2_run(w.line()->vadState->mcra, w.line()->beamPower); }
+void estimator_model(Workload& w) {
+  reference::mcra2_run(w.line()->vadState->mcra, w.line()->beamPower);
+}
+void detector(Workload& w) { vad_run(w.line()->vadState, w.line()->beamPower); }
+void detector_model(Workload& w) { reference::vad_run(w.line()->vadState, w.line()->beamPower); }
+void presence_gain(Workload& w) {
+  smooth_presence_gain(*w.line(), w.line()->vadState->mcra->speechProb);
+}
+void canceller(Workload& w) { cancel_sidelobes(*w.line()); }
+void synthesis(Workload& w) { synthesise(*w.line(), w.bins); }
+
+constexpr Stage kStages[] = {
+    {"transform_forward", forward, forward_model},
+    {"transform_inverse", inverse, inverse_model},
+    {"steering_line", steer_line, steer_line_model},
+    {"steering_triangle", steer_circle, steer_circle_model},
+    {"fixed_beam", fixed_beam, nullptr},
+    {"estimator", estimator, estimator_model},
+    {"detector_with_estimator", detector, detector_model},
+    {"presence_gain", presence_gain, nullptr},
+    {"blocking_canceller_adaptation", canceller, nullptr},
+    {"synthesis", synthesis, nullptr},
+};
+
+}  // namespace
+
+std::span<const Stage> stages() { return kStages; }
+
+}  // namespace vekbf::bench
