@@ -138,9 +138,11 @@ TEST(Report, PrintsTheLargestCoordinatesInFull) {
   Beam beam(init);
   ASSERT_EQ(beam.configure(), VEK_BF_OK);
   const std::string number = "-340282346638528859811704183484516925440.0000";
-  const std::string pair = "[" + number + ", " + number + "] ";
-  EXPECT_NE(report(beam).find("\n\t" + pair + pair + pair + pair + "\n\tRun Mode"),
-            std::string::npos);
+  std::string line = "\n\t";
+  for (int m = 0; m < 4; ++m)
+    line.append("[").append(number).append(", ").append(number).append("] ");
+  line.append("\n\tRun Mode");
+  EXPECT_NE(report(beam).find(line), std::string::npos);
 }
 
 TEST(Report, PrintsCoordinatesThatAreNotNumbers) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -158,8 +159,10 @@ void expect_strongest_when_steered_there(const VekBfInit& init, int last_angle) 
   for (int truth = 0; truth <= last_angle; truth += 5) {
     SteeredPower power(init, wave.arriving(init, truth));
     const double strongest = power.at(truth);
+    // Every angle in the main lobe, and every fourth elsewhere.
     for (int other = 0; other <= last_angle; other += 5) {
-      if (other == truth) continue;
+      const int off = std::abs(other - truth);
+      if (off == 0 || (off > 20 && off % 20 != 0)) continue;
       EXPECT_LT(power.at(other), strongest) << "from " << truth << ", steered to " << other;
     }
     if (testing::Test::HasFailure()) return;
