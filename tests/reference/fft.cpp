@@ -8,6 +8,7 @@
 
 #include "reference/arrays.h"
 #include "reference/model.h"
+#include "reference/trigonometry.h"
 
 namespace reference {
 
@@ -24,12 +25,12 @@ double window_point(int32_t type, bool symmetric, int32_t n, int32_t i) {
     case 0: {
       // This shape alone always ends where it began, symmetric or not.
       const double step = kTwoPi / (points - 1.0);
-      return std::pow((1.0 - std::cos(step * index)) * 0.5, 0.85);
+      return std::pow((1.0 - cosine(step * index)) * 0.5, 0.85);
     }
     case 1:
-      return 0.54 - std::cos((index * kTwoPi) / length) * 0.46;
+      return 0.54 - cosine((index * kTwoPi) / length) * 0.46;
     case 2:
-      return (1.0 - std::cos((index * kTwoPi) / length)) * 0.5;
+      return (1.0 - cosine((index * kTwoPi) / length)) * 0.5;
     case 3:
       return 1.0;
     default:

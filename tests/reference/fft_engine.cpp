@@ -5,13 +5,13 @@
 // results are the library's bit for bit.
 #include <stdlib.h>
 
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "reference/arithmetic.h"
 #include "reference/model.h"
+#include "reference/trigonometry.h"
 
 namespace reference {
 
@@ -194,8 +194,8 @@ RealFftPlan* fft_plan_alloc(int32_t size) {
       const float angle = per_point * (static_cast<float>(j) * turn);
       for (int32_t k = 1; k < p; ++k) {
         const float phase = static_cast<float>(k) * angle;
-        line[(k - 1) * m + j] = {static_cast<float>(std::cos(static_cast<double>(phase))),
-                                 static_cast<float>(std::sin(static_cast<double>(phase)))};
+        line[(k - 1) * m + j] = {static_cast<float>(cosine(static_cast<double>(phase))),
+                                 static_cast<float>(sine(static_cast<double>(phase)))};
       }
     }
     line += (p - 1) * m;
@@ -204,8 +204,8 @@ RealFftPlan* fft_plan_alloc(int32_t size) {
     for (int32_t j = 1; j <= ncfft / 2; ++j) {
       const float part = static_cast<float>(j) * per_point;
       const float phase = (0.5f + part) * -3.1415927f;
-      plan->superTwiddles[j - 1] = {static_cast<float>(std::cos(static_cast<double>(phase))),
-                                    static_cast<float>(std::sin(static_cast<double>(phase)))};
+      plan->superTwiddles[j - 1] = {static_cast<float>(cosine(static_cast<double>(phase))),
+                                    static_cast<float>(sine(static_cast<double>(phase)))};
     }
   }
   return plan;

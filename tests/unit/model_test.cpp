@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "reference/model.h"
@@ -126,6 +127,29 @@ TEST(ModelConfig, NullPointers) {
   EXPECT_EQ(0x30000402u, reference::run(beam.get(), block, nullptr, 1));
   EXPECT_EQ(90, beam->steerAngle);
   EXPECT_EQ(0x30000402u, reference::free_instance(nullptr));
+}
+
+TEST(ModelSilence, PrintsNothing) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    Beam circle(2, VEK_ADAPTIVE_BF, 0.05f, 5, VEK_BF_UNIFORM_CIRCULAR_ARRAY);
+    int16_t block[2 * kHopSize] = {};
+    reference::run(circle.get(), block, block, 0);
+    block[0] = 1;
+    reference::run(circle.get(), block, block, 0);
+    reference::run(nullptr, block, block, 0);
+    const FftInitParams unknown = {0, 64, 0, 9};
+    reference::fft_free(reference::fft_init(&unknown));
+    reference::do_fft(nullptr, nullptr, nullptr, 0);
+    reference::fft_free(nullptr);
+    reference::mcra2_free(nullptr);
+    reference::vad_free(reference::vad_init(nullptr));
+  }
+  const std::string out = testing::internal::GetCapturedStdout();
+  const std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ("", out);
+  EXPECT_EQ("", err);
 }
 
 }  // namespace
