@@ -90,6 +90,7 @@ class PlaneWave {
   explicit PlaneWave(uint64_t seed) {
     Random random(seed);
     for (double& phase : phases_) phase = kPi * random.unit();
+    for (int n = 0; n < kFrameSize; ++n) cosines_[n] = std::cos(2.0 * kPi * n / kFrameSize);
   }
 
   // The interleaved samples of one period as the array hears it. A microphone with the arrival-time
@@ -98,10 +99,18 @@ class PlaneWave {
     Block samples(static_cast<size_t>(kFrameSize * init.micNum));
     for (int m = 0; m < init.micNum; ++m) {
       const double lead = init.sampleRate * tau(init, m, degrees * kPi / 180.0);
+      double re[kTones], im[kTones];
+      for (int i = 0; i < kTones; ++i) {
+        const double phase = 2.0 * kPi * (kStep * (i + 1)) * lead / kFrameSize + phases_[i];
+        re[i] = std::cos(phase);
+        im[i] = std::sin(phase);
+      }
       for (int t = 0; t < kFrameSize; ++t) {
         double sum = 0.0;
         for (int i = 0; i < kTones; ++i) {
-          sum += std::cos(2.0 * kPi * (kStep * (i + 1)) * (t + lead) / kFrameSize + phases_[i]);
+          const int turn = kStep * (i + 1) * t % kFrameSize;
+          sum +=
+              re[i] * cosines_[turn] - im[i] * cosines_[(turn + 3 * kFrameSize / 4) % kFrameSize];
         }
         samples[static_cast<size_t>(t * init.micNum + m)] =
             static_cast<int16_t>(std::lrint(1000.0 * sum));
@@ -122,6 +131,7 @@ class PlaneWave {
   }
 
   double phases_[kTones];
+  double cosines_[kFrameSize];  // of a whole turn; a sine is the cosine three quarters further on
 };
 
 // The power of a frame of the wave, steered to any angle. The history is filled once; every angle
