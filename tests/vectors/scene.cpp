@@ -9,7 +9,7 @@ namespace vekbf::test {
 
 namespace {
 
-constexpr std::array<uint32_t, 7> kRates = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
+constexpr uint32_t kRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
 constexpr std::array<int32_t, 20> kAngles = {0,  45,  90,  -90,     180,     -37,     135,
                                              60, 359, 370, 720,     -30,     1000,    -721,
                                              23, 270, 89,  INT_MAX, INT_MIN, 36000090};
@@ -91,7 +91,7 @@ void add_short(std::vector<Scene>& list) {
         // The shapes that have steering vectors get most of the scenes.
         for (int i = 0; i < (geometry < 2 ? 13 : 4); ++i) {
           list.push_back(random_scene(seed, algorithm, mics, static_cast<VekBfGeometry>(geometry),
-                                      kRates[seed % kRates.size()],
+                                      kRates[seed % std::size(kRates)],
                                       20 + static_cast<int>(seed * 7 % 41)));
           ++seed;
         }
@@ -99,7 +99,7 @@ void add_short(std::vector<Scene>& list) {
     }
     for (const int32_t mics : {0, 0, -1, INT_MIN}) {
       list.push_back(random_scene(seed, algorithm, mics, VEK_BF_UNIFORM_LINEAR_ARRAY,
-                                  kRates[seed % kRates.size()], 20));
+                                  kRates[seed % std::size(kRates)], 20));
       ++seed;
     }
   }
@@ -116,7 +116,7 @@ std::vector<Scene> make_scenes() {
   add_long(list);
   add_short(list);
   for (size_t i = 0; i < list.size(); ++i) {
-    char number[8];
+    char number[16];
     std::snprintf(number, sizeof number, "%03u-", static_cast<unsigned>(i));
     list[i].name = number;
     list[i].name += name_of(list[i]);
