@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <source_location>
 #include <string>
 
 namespace vekbf::test {
@@ -22,10 +21,9 @@ std::string printed(Call&& call) {
 
 // For calls that contain assertions of their own.
 template <class Call>
-void expect_printed(const std::string& expected, Call&& call,
-                    std::source_location place = std::source_location::current()) {
-  const testing::ScopedTrace trace(place.file_name(), static_cast<int>(place.line()),
-                                   "called here");
+void expect_printed(const std::string& expected, Call&& call, const char* file = __builtin_FILE(),
+                    int line = __builtin_LINE()) {
+  const testing::ScopedTrace trace(file, line, "called here");
   EXPECT_EQ(printed(call), expected);
 }
 
