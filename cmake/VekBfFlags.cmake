@@ -4,6 +4,11 @@
 # -fno-math-errno lets a square root be one instruction; it changes no value.
 add_library(vekbf_arithmetic INTERFACE)
 target_compile_options(vekbf_arithmetic INTERFACE -ffp-contract=off -fno-math-errno)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64|amd64)$")
+  # gcc 12 turns neighbouring sums and differences of products into vfmsubadd although contraction is off, wherever
+  # it may use that instruction (-march=x86-64-v3, native): forbid the instruction itself. It comes with AVX-512 too.
+  target_compile_options(vekbf_arithmetic INTERFACE -mno-fma -mno-fma4 -mno-avx512f)
+endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
   target_compile_options(vekbf_arithmetic INTERFACE -msse2 -mfpmath=sse)
 endif()
