@@ -19,7 +19,7 @@ namespace vekbf::bench {
 
 namespace {
 
-inline constexpr int kWarmBlocks = 400;
+inline constexpr int kWarmBlocks = 100;
 inline constexpr int kAngle = 60;
 
 }  // namespace

@@ -1,0 +1,99 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Counts the instructions of each stage on 32-bit ARM under the user-mode emulator.
+
+    count_stages.py RUNNER [--check BUDGETS | --write BUDGETS] [NAME ...]
+
+RUNNER is stage_runner of the armhf build. Each stage runs twice with different counts; the difference, divided, is its
+cost, and repeats exactly. --check fails when a stage takes 2 % more than its budget, or a budget names no stage.
+"""
+
+import argparse
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+EMULATOR = ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"]
+COUNTS = {False: (20, 60), True: (100, 300)}  # for a stage, and for a whole block: some content of the signal
+ALLOWANCE = 1.02
+DEFAULT_BLOCKS = [
+    f"block/{algorithm}/{geometry}/4/speech"
+    for algorithm in ("fixed", "adaptive")
+    for geometry in ("linear", "triangle")
+] + [f"block/adaptive/linear/4/{kind}" for kind in ("noise", "onebit", "loud")]
+
+
+def build_plugin(folder):
+    source = pathlib.Path(__file__).with_name("count_instructions.c")
+    plugin = pathlib.Path(folder) / "count_instructions.so"
+    subprocess.run(["cc", "-O2", "-shared", "-fPIC", str(source), "-o", str(plugin)], check=True)
+    return plugin
+
+
+def instructions(plugin, runner, name, count):
+    command = EMULATOR + ["-plugin", str(plugin), runner, name, str(count)]
+    done = subprocess.run(command, capture_output=True, text=True, check=True)
+    words = done.stderr.split()
+    return int(words[words.index("instructions") + 1])
+
+
+def cost(plugin, runner, name):
+    few, many = COUNTS[name.startswith("block/")]
+    difference = instructions(plugin, runner, name, many) - instructions(plugin, runner, name, few)
+    return round(difference / (many - few))
+
+
+def stage_names(runner):
+    listed = subprocess.run(EMULATOR + [runner], capture_output=True, text=True, check=True)
+    return [name for name in listed.stdout.split() if not name.startswith("block/")]
+
+
+def read_budgets(path):
+    budgets = {}
+    for line in pathlib.Path(path).read_text(encoding="utf-8").splitlines():
+        if line.strip() and not line.startswith("#"):
+            name, value = line.split()
+            budgets[name] = int(value)
+    return budgets
+
+
+def check(measured, budgets):
+    over = 0
+    for name, value in measured.items():
+        budget = budgets.get(name)
+        if budget is None or value > budget * ALLOWANCE:
+            over += 1
+            print(f"{name}: {value} instructions, budget {budget}")
+    return over
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("runner")
+    parser.add_argument("names", nargs="*")
+    parser.add_argument("--check", metavar="BUDGETS")
+    parser.add_argument("--write", metavar="BUDGETS")
+    arguments = parser.parse_args()
+    budgets = read_budgets(arguments.check) if arguments.check else {}
+    names = arguments.names or list(budgets) or stage_names(arguments.runner) + DEFAULT_BLOCKS
+    with tempfile.TemporaryDirectory() as folder:
+        plugin = build_plugin(folder)
+        measured = {name: cost(plugin, arguments.runner, name) for name in names}
+    width = max(len(name) for name in measured)
+    for name, value in measured.items():
+        print(f"{name:{width}} {value:8}")
+    if arguments.write:
+        compiler = subprocess.run(["arm-linux-gnueabihf-g++", "--version"], capture_output=True,
+                                  text=True, check=True).stdout.splitlines()[0]
+        lines = [
+            "# Instructions per stage and per block on 32-bit ARM (-mcpu=cortex-a7 -mfpu=neon-vfpv4).",
+            "# A test fails when one takes 2 % more. Made by bench/arm/count_stages.py RUNNER --write;",
+            f"# valid for {compiler}.",
+        ] + [f"{name:{width}} {value}" for name, value in measured.items()]
+        pathlib.Path(arguments.write).write_text("\n".join(lines) + "\n", encoding="utf-8")
+    return 1 if arguments.check and check(measured, budgets) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
