@@ -1,1 +1,110 @@
 // SPDX-License-Identifier: MIT
+#include "fft/fft.h"
+
+#include <stdlib.h>
+
+#include <cstddef>
+
+#include "base/log.h"
+#include "fft/window.h"
+#include "fft/windowed.h"
+#include "simd/lanes.h"
+
+using vekbf::log_bare;
+using vekbf::log_line;
+using vekbf::Severity;
+
+namespace {
+
+constexpr int32_t kSmallestPlan = 2;
+
+// A frame without samples needs no memory, and a plan below two samples does not exist: neither
+// counts as a failure.
+bool is_complete(const FftState& state) {
+  const bool windows =
+      state.window != nullptr && state.windowSq != nullptr && state.windowSqSum != nullptr;
+  return (windows || state.fftSize < 1) && (state.plan != nullptr || state.fftSize < kSmallestPlan);
+}
+
+float* allocate_samples(int32_t count) {
+  return static_cast<float*>(calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float)));
+}
+
+void multiply_from(int32_t i, int32_t count, float* samples, const float* window) {
+  for (; i < count; ++i) samples[i] = samples[i] * window[i];
+}
+
+// What the engine transforms of a frame; an odd frame has one sample more.
+int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncfft; }
+
+void forward(FftState* state, float* in, float* out) {
+  Complex* spectrum = reinterpret_cast<Complex*>(out);
+  const bool done = vekbf::fft::windowed_forward(spectrum, in, state->window, state->plan);
+  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, in, state->window);
+}
+
+void inverse(FftState* state, const float* in, float* out) {
+  const Complex* spectrum = reinterpret_cast<const Complex*>(in);
+  const bool done = vekbf::fft::windowed_inverse(out, spectrum, state->window, state->plan);
+  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, state->window);
+  vekbf::simd::for_each_lane(state->fftSize, [&](auto lane, int i) {
+    using V = decltype(lane);
+    (V::load(state->windowSqSum + i) + V::load(state->windowSq + i)).store(state->windowSqSum + i);
+  });
+}
+
+}  // namespace
+
+FftState* fft_init(const FftInitParams* params) {
+  if (params == nullptr) {
+    log_line(Severity::kError, "fft_init", "The fftInit is NULL");
+    return nullptr;
+  }
+  FftState* state = static_cast<FftState*>(malloc(sizeof(FftState)));
+  if (state == nullptr) return nullptr;
+  const int32_t size = params->fftSize;
+  *state = {};
+  state->fftSize = size;
+  state->frameSize = size;
+  state->window = allocate_samples(size);
+  state->windowSq = allocate_samples(size);
+  state->windowSqSum = allocate_samples(size);
+  state->plan = fft_plan_alloc(size);
+  if (!is_complete(*state)) return state;  // initFlag 0: do_fft refuses it, fft_free releases it
+
+  state->initFlag = 1;
+  vekbf::fft::fill_window(state->window, state->windowSq, size, params->windowType,
+                          params->symmetric != 0);
+  log_line(Severity::kMessage, "fft_init", "NEON ENABLE");
+  return state;
+}
+
+void do_fft(FftState* state, float* in, float* out, int32_t direction) {
+  if (state == nullptr) {
+    log_line(Severity::kError, "do_fft", "FFT work buffer is NULL");
+    return;
+  }
+  if (state->initFlag != 1) {
+    log_line(Severity::kError, "do_fft", "FFT work buffer hasn't been initialized");
+    return;
+  }
+  if (direction == kForward) {
+    forward(state, in, out);
+  } else if (direction == kInverse) {
+    inverse(state, in, out);
+  } else {
+    log_line(Severity::kError, "do_fft", "FFT mode is invalid");
+  }
+}
+
+void fft_free(FftState* state) {
+  if (state == nullptr) {
+    log_bare("[FFT FREE]: The handle is NULL");
+    return;
+  }
+  free(state->plan);
+  free(state->window);
+  free(state->windowSq);
+  free(state->windowSqSum);
+  free(state);
+}

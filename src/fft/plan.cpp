@@ -1,1 +1,88 @@
 // SPDX-License-Identifier: MIT
+#include <stdlib.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "fft/fft_engine.h"
+
+namespace {
+
+constexpr float kMinusTwoPi = -6.2831855f;
+constexpr float kMinusPi = -3.1415927f;
+constexpr uint64_t kSpareBytes = 8;
+constexpr size_t kFactorsOffset = (sizeof(RealFftPlan) + 7) / 8 * 8;
+
+uint64_t block_bytes(int32_t size) {
+  const uint64_t points = static_cast<uint64_t>(size);
+  const uint64_t ncfft = points / 2;
+  return kFactorsOffset + kFactorSlots * sizeof(int32_t) +
+         (ncfft + ncfft / 2 + points) * sizeof(Complex) + kSpareBytes;
+}
+
+RealFftPlan* lay_out(void* block, int32_t ncfft) {
+  RealFftPlan* plan = static_cast<RealFftPlan*>(block);
+  plan->ncfft = ncfft;
+  plan->factors = reinterpret_cast<int32_t*>(static_cast<char*>(block) + kFactorsOffset);
+  plan->twiddles = reinterpret_cast<Complex*>(plan->factors + kFactorSlots);
+  plan->superTwiddles = plan->twiddles + ncfft;
+  plan->buffer = plan->superTwiddles + ncfft / 2;
+  return plan;
+}
+
+// The phase is single precision, its cosine and sine are double and then rounded.
+Complex unit_at(float phase) {
+  return {static_cast<float>(std::cos(static_cast<double>(phase))),
+          static_cast<float>(std::sin(static_cast<double>(phase)))};
+}
+
+// One line per stage but the first one executed, in the order of execution. The products of the
+// phase are rounded one by one in this grouping: the last bits of the table depend on it.
+void fill_stage_twiddles(RealFftPlan* plan) {
+  const float reciprocal = 1.0f / static_cast<float>(plan->ncfft);
+  int32_t fstride = plan->factors[1];
+  Complex* line = plan->twiddles;
+  for (int32_t i = plan->factors[0] - 1; i >= 1; --i) {
+    const int32_t p = plan->factors[2 * i];
+    const int32_t m = plan->factors[2 * i + 1];
+    fstride /= p;
+    const float step = static_cast<float>(fstride) * kMinusTwoPi;
+    for (int32_t j = 0; j < m; ++j) {
+      const float turn = reciprocal * (static_cast<float>(j) * step);
+      for (int32_t k = 1; k < p; ++k) {
+        line[static_cast<ptrdiff_t>(k - 1) * m + j] = unit_at(static_cast<float>(k) * turn);
+      }
+    }
+    line += static_cast<ptrdiff_t>(p - 1) * m;
+  }
+  // The lines never fill the table; the rest reads as zeros.
+  Complex* end = plan->twiddles + plan->ncfft;
+  memset(line, 0, static_cast<size_t>(end - line) * sizeof(Complex));
+}
+
+void fill_super_twiddles(RealFftPlan* plan) {
+  const float reciprocal = 1.0f / static_cast<float>(plan->ncfft);
+  for (int32_t j = 1; j <= plan->ncfft / 2; ++j) {
+    plan->superTwiddles[j - 1] = unit_at((0.5f + static_cast<float>(j) * reciprocal) * kMinusPi);
+  }
+}
+
+}  // namespace
+
+RealFftPlan* fft_plan_alloc(int32_t size) {
+  if (size < 2) return nullptr;  // no complex transform to factor
+  const uint64_t bytes = block_bytes(size);
+  if (bytes > SIZE_MAX) return nullptr;
+  void* block = malloc(static_cast<size_t>(bytes));
+  if (block == nullptr) return nullptr;
+  RealFftPlan* plan = lay_out(block, size / 2);
+  if (fft_factor(plan->ncfft, plan->factors, 1) != 0) {
+    free(block);
+    return nullptr;
+  }
+  fill_stage_twiddles(plan);
+  fill_super_twiddles(plan);
+  return plan;
+}

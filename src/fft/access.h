@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+//
+// Where a pass of the transform takes its values from and where it leaves them. Each of these loads
+// or stores the complex values i, i+1, ... of one vector; they are put together as a transform
+// needs them, so that a pass is written once.
+#pragma once
+
+#include "base/complex.h"
+#include "simd/f32x4.h"
+#include "simd/pairs.h"
+
+namespace vekbf::fft {
+
+using simd::Pairs;
+
+struct Input {
+  const Complex* values;
+
+  template <class V>
+  Pairs<V> load(int i) const {
+    return simd::load_pairs<V>(values + i);
+  }
+};
+
+struct Output {
+  Complex* values;
+
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    store_pairs(values + i, c);
+  }
+};
+
+// The values between two passes, nobody else's business: all real parts, then all imaginary ones,
+// so that no lane has to move.
+struct PlanarWork {
+  float* re;
+  float* im;
+
+  PlanarWork(Complex* values, int count) : re(as_floats(values)), im(re + count) {}
+
+  template <class V>
+  Pairs<V> load(int i) const {
+    return {V::load(re + i), V::load(im + i)};
+  }
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    c.re.store(re + i);
+    c.im.store(im + i);
+  }
+};
+
+// The same for a machine that separates the parts as it loads them.
+struct PairedWork {
+  Complex* values;
+
+  PairedWork(Complex* area, int) : values(area) {}
+
+  template <class V>
+  Pairs<V> load(int i) const {
+    return simd::load_pairs<V>(values + i);
+  }
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    store_pairs(values + i, c);
+  }
+};
+
+template <class V>
+struct WorkOf {
+  using Type = PlanarWork;
+};
+#if defined(__ARM_NEON) && !defined(VEKBF_PORTABLE)
+template <>
+struct WorkOf<simd::neon::f32x4> {
+  using Type = PairedWork;
+};
+#endif
+template <class V>
+using Work = typename WorkOf<V>::Type;
+
+// Real and imaginary parts exchanged: around a forward transform this makes the inverse.
+template <class Inner>
+struct Exchanged {
+  Inner inner;
+
+  template <class V>
+  Pairs<V> load(int i) const {
+    const Pairs<V> c = inner.template load<V>(i);
+    return {c.im, c.re};
+  }
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    inner.template store<V>(i, {c.im, c.re});
+  }
+};
+
+template <class Inner>
+struct Scaled {
+  Inner inner;
+  float gain;
+
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    const V g = V::splat(gain);
+    inner.template store<V>(i, {c.re * g, c.im * g});
+  }
+};
+
+// Real samples two by two as complex values, windowed in place on the way in.
+struct WindowedInput {
+  Complex* samples;
+  const Complex* window;
+
+  template <class V>
+  Pairs<V> load(int i) const {
+    const Pairs<V> x = simd::load_pairs<V>(samples + i);
+    const Pairs<V> w = simd::load_pairs<V>(window + i);
+    const Pairs<V> product = {x.re * w.re, x.im * w.im};
+    store_pairs(samples + i, product);
+    return product;
+  }
+};
+
+struct WindowedOutput {
+  Complex* samples;
+  const Complex* window;
+
+  template <class V>
+  void store(int i, Pairs<V> c) const {
+    const Pairs<V> w = simd::load_pairs<V>(window + i);
+    store_pairs(samples + i, Pairs<V>{c.re * w.re, c.im * w.im});
+  }
+};
+
+}  // namespace vekbf::fft

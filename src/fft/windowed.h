@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "fft/fft_engine.h"
+
+namespace vekbf::fft {
+
+// The real transforms with the window multiplied in on the way: the same values as a loop over the
+// samples before or after them, without a further journey through memory. Samples 2*ncfft and up
+// (the last one of an odd frame) are left alone. False, and nothing written, where the plan is null
+// or of a size that cannot be transformed.
+bool windowed_forward(Complex* out, float* in, const float* window, const RealFftPlan* plan);
+bool windowed_inverse(float* out, const Complex* in, const float* window, const RealFftPlan* plan);
+
+}  // namespace vekbf::fft
