@@ -1,42 +1,58 @@
 // SPDX-License-Identifier: MIT
 #include "noise/likelihood.h"
 
-#include <cmath>
-
+#include "math/amplitude_gain.h"
+#include "math/log_rounded.h"
+#include "simd/f64x4.h"
 #include "simd/lanes.h"
 
 namespace vekbf {
 namespace {
 
-constexpr double kHalfSqrtPi = 0.886226925452758;
-
-// v = 0.2 gamma xi / (1 + xi).
-float bin_scaled_snr(float gamma, float xi) {
-  const float product =
-      static_cast<float>(static_cast<double>(gamma) * 0.1 * static_cast<double>(xi));
-  const float half = product / (xi + 1.0f);
+// v = 0.2 gamma xi / (1 + xi); the product in double precision, the quotient in single.
+template <class V>
+V scaled_snr(V gamma, V xi, V xi_plus_1) {
+  using W = decltype(widen(gamma));
+  const V product = narrow(widen(gamma) * W::splat(0.1) * widen(xi));
+  const V half = product / xi_plus_1;
   return half + half;
 }
 
-float bin_log(float xi) { return static_cast<float>(std::log(static_cast<double>(xi + 1.0f))); }
+// The logarithm and the gain by table, for the parameters that a detector starts with.
+struct ByTable {
+  template <class V>
+  static V logarithm(V a) {
+    return log_rounded(a);
+  }
+  template <class V>
+  static V gain(V v, V gamma) {
+    return amplitude_gain(v, gamma);
+  }
+};
 
-// The short-time spectral amplitude gain of Ephraim and Malah, with the ordinary Bessel functions
-// in place of the modified ones: deliberate, the levels that follow from it are part of the result.
-// Not a number for negative v.
-float bin_gain(float v, float gamma) {
-  const float half = 0.5f * v;
-  const double decay = std::exp(static_cast<double>(-0.5f * v));
-  const double bessel = static_cast<double>(v) * ::j1(static_cast<double>(half)) +
-                        static_cast<double>(v + 1.0f) * ::j0(static_cast<double>(half));
-  const double scale = std::sqrt(static_cast<double>(v)) * kHalfSqrtPi / static_cast<double>(gamma);
-  return static_cast<float>(scale * decay * bessel);
-}
+// By the mathematics library, for any parameters.
+struct ByLibrary {
+  template <class V>
+  static V logarithm(V a) {
+    float x[V::kLanes];
+    a.store(x);
+    for (float& value : x) value = log_rounded_plain(value);
+    return V::load(x);
+  }
+  template <class V>
+  static V gain(V v, V gamma) {
+    float x[V::kLanes], y[V::kLanes];
+    v.store(x);
+    gamma.store(y);
+    for (int i = 0; i < V::kLanes; ++i) x[i] = amplitude_gain_plain(x[i], y[i]);
+    return V::load(x);
+  }
+};
 
-}  // namespace
+// Three passes, each short enough for a processor to overlap several groups of bins.
 
-void bin_likelihoods(VadState& state, const float* power, const float* noise) {
+void signal_to_noise(VadState& state, const float* power, const float* noise) {
   const float smoothingComp = 1.0f - state.snrSmoothing;
-
   simd::for_each_lane(state.binCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const V one = V::splat(1.0f);
@@ -55,22 +71,52 @@ void bin_likelihoods(VadState& state, const float* power, const float* noise) {
     excess.store(state.postSnrMinusOne + k);
     const V xi = V::splat(smoothingComp) * excess + V::splat(state.snrSmoothing) * gamma;
     xi.store(state.prioriSnr + k);
+    scaled_snr(gamma, xi, xi + one).store(state.scaledSnr + k);
+  });
+}
 
-    for (int i = k; i < k + V::kLanes; ++i) {
-      const float v = bin_scaled_snr(state.postSnr[i], state.prioriSnr[i]);
-      state.scaledSnr[i] = v;
-      state.binLogLikelihood[i] = v - bin_log(state.prioriSnr[i]);
-      state.gain[i] = bin_gain(v, state.postSnr[i]);
-    }
+template <class Functions>
+void log_likelihoods(VadState& state) {
+  float sum = 0.0f;
+  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+    using V = decltype(lane);
+    const V xi_plus_1 = V::load(state.prioriSnr + k) + V::splat(1.0f);
+    const V likelihood = V::load(state.scaledSnr + k) - Functions::logarithm(xi_plus_1);
+    likelihood.store(state.binLogLikelihood + k);
+    // In the order of the bins: a sum by lanes would round differently.
+    for (int i = 0; i < V::kLanes; ++i) sum += state.binLogLikelihood[k + i];
+  });
+  state.meanLogLikelihood = sum / static_cast<float>(state.binCount);
+}
 
-    const V gain = V::load(state.gain + k);
+template <class Functions>
+void gains(VadState& state) {
+  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+    using V = decltype(lane);
+    const V gamma = V::load(state.postSnr + k);
+    const V gain = Functions::gain(V::load(state.scaledSnr + k), gamma);
+    gain.store(state.gain + k);
     (gain * (gain * gamma)).store(state.speechPowerRatio + k);
   });
+}
 
-  // In the order of the bins: a sum by lanes would round differently.
-  float sum = 0.0f;
-  for (int k = 0; k < state.binCount; ++k) sum += state.binLogLikelihood[k];
-  state.meanLogLikelihood = sum / static_cast<float>(state.binCount);
+template <class Functions>
+void run_bins(VadState& state, const float* power, const float* noise) {
+  signal_to_noise(state, power, noise);
+  log_likelihoods<Functions>(state);
+  gains<Functions>(state);
+}
+
+}  // namespace
+
+void bin_likelihoods(VadState& state, const float* power, const float* noise) {
+  const bool usual = state.snrMin >= kGainLowestSnr && state.snrMax <= kGainHighestSnr &&
+                     state.snrSmoothing == 0.99f;
+  if (usual) {
+    run_bins<ByTable>(state, power, noise);
+  } else {
+    run_bins<ByLibrary>(state, power, noise);
+  }
 }
 
 }  // namespace vekbf

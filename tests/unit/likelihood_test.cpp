@@ -7,6 +7,8 @@
 #include <limits>
 #include <vector>
 
+#include "math/amplitude_gain.h"
+#include "math/log_rounded.h"
 #include "support/bits.h"
 #include "support/power_streams.h"
 
@@ -137,6 +139,33 @@ TEST(Likelihood, NegativeAprioriRatioGivesNoGain) {
     EXPECT_LT(bins.state.prioriSnr[k], 0.0f);
     EXPECT_LT(bins.state.scaledSnr[k], 0.0f);
     EXPECT_TRUE(std::isnan(bins.state.gain[k]));
+  }
+}
+
+// A detector whose parameters were changed leaves the domain of the tables.
+TEST(Likelihood, OtherParametersGoByTheLibraryFunctions) {
+  const float limits[][3] = {{1e6f, 0.001f, 0.99f},
+                             {1000.0f, 1e-9f, 0.99f},
+                             {1000.0f, 0.001f, 0.5f},
+                             {1000.0f, 0.001f, 3.0f},
+                             {kNoNumber, kNoNumber, kNoNumber}};
+  for (const auto& [highest, lowest, smoothing] : limits) {
+    SCOPED_TRACE(testing::Message() << lowest << " to " << highest << ", " << smoothing);
+    Bins bins(9);
+    bins.state.snrMax = highest;
+    bins.state.snrMin = lowest;
+    bins.state.snrSmoothing = smoothing;
+    const std::vector<float> powers = {0.0f, 1e-8f, 1e-4f, 0.5f, 3.0f, 40.0f, 700.0f, 2e4f, 5e5f};
+    const std::vector<float> noises(9, 1.0f);
+    vekbf::bin_likelihoods(bins.state, powers.data(), noises.data());
+    for (int k = 0; k < 9; ++k) {
+      const float gamma = bins.state.postSnr[k];
+      const float v = bins.state.scaledSnr[k];
+      const float likelihood = v - vekbf::log_rounded_plain(bins.state.prioriSnr[k] + 1.0f);
+      const float gain = vekbf::amplitude_gain_plain(v, gamma);
+      EXPECT_TRUE(same_floats(bins.state.binLogLikelihood + k, &likelihood, 1));
+      EXPECT_TRUE(same_floats(bins.state.gain + k, &gain, 1));
+    }
   }
 }
 

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#include "math/amplitude_gain.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace vekbf {
+
+float amplitude_gain_plain(float v, float gamma) {
+  constexpr double kHalfSqrtPi = 0.886226925452758;
+  const double half = static_cast<double>(0.5f * v);
+  const double decay = std::exp(static_cast<double>(-0.5f * v));
+  const double bessel =
+      static_cast<double>(v) * ::j1(half) + static_cast<double>(v + 1.0f) * ::j0(half);
+  const double scale = std::sqrt(static_cast<double>(v)) * kHalfSqrtPi / static_cast<double>(gamma);
+  return static_cast<float>(scale * decay * bessel);
+}
+
+void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
+                         int lanes) {
+  for (int i = 0; i < lanes; ++i) {
+    if (std::bit_cast<uint32_t>(low[i]) != std::bit_cast<uint32_t>(high[i])) {
+      low[i] = amplitude_gain_plain(v[i], gamma[i]);
+    }
+  }
+}
+
+}  // namespace vekbf

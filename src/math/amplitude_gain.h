@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+//
+// The detector's spectral gain, to the float that the double-precision library functions give after
+// rounding, in lanes:
+//
+//   g = sqrt(v) (sqrt(pi)/2) / gamma * exp(-v/2) * (v J1(v/2) + w J0(v/2)),  w = (float)(v + 1)
+//
+// With w exact, the last two factors are one smooth function A(v), which gain_table.h holds as
+// polynomials about every whole v. The rounding of w is kept by its first-order effect: with
+// d = w - (v + 1), which is exact in single precision,
+//   exp(-v/2) (v J1 + w J0) = (1 + d p) A(v + d q) + O(d^2),
+//   p = (v + 1/2) / D,  q = v / D,  D = v^2 + 2 v + 1/2,
+// because A' = G0/2 - (v + 1/2) G1 where A = (v + 1) G0 + v G1, G0 and G1 the two Bessel functions
+// times exp(-v/2).
+//
+// No float is taken on trust. kGainMargin bounds the distance from the library's value (the table's
+// program derives it: interpolation, single-precision tail, second order of d, roundings, and 40
+// units of 2^-53 for the library), and a lane whose two ends round to different floats is computed
+// by the plain form: about one in 5000.
+#pragma once
+
+#include <cstddef>
+
+#include "math/gain_table.h"
+#include "simd/f64x4.h"
+#include "simd/i32x4.h"
+
+namespace vekbf {
+
+// The domain: v as it follows from a clamped gamma. Negative v, down to rounding noise about
+// -2e-6, gives not a number.
+inline constexpr float kGainLowestSnr = 0.001f;
+inline constexpr float kGainHighestSnr = 1000.0f;
+
+// The definition, for any floats.
+float amplitude_gain_plain(float v, float gamma);
+
+// Redoes the lanes in which `low` and `high` differ.
+void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
+                         int lanes);
+
+namespace detail {
+
+inline const char* in_cell(size_t at) { return reinterpret_cast<const char*>(kGainTable) + at; }
+
+// The tail coefficients and the power of each lane's cell.
+template <class V>
+inline void load_tails(const size_t* cells, V& a, V& b, V& c, V& d) {
+  const auto tail = [cells](int lane) {
+    return reinterpret_cast<const float*>(in_cell(cells[lane] + offsetof(GainCell, tail)));
+  };
+  if constexpr (V::kLanes == 1) {
+    a = V{tail(0)[0]};
+    b = V{tail(0)[1]};
+    c = V{tail(0)[2]};
+    d = V{tail(0)[3]};
+  } else {
+    a = V::load(tail(0));
+    b = V::load(tail(1));
+    c = V::load(tail(2));
+    d = V::load(tail(3));
+    transpose(a, b, c, d);
+  }
+}
+
+}  // namespace detail
+
+template <class V>
+inline V amplitude_gain(V v, V gamma) {
+  using namespace simd;
+  using I = decltype(bits_of(v));
+  using W = decltype(widen(v));
+  const auto c = [](float value) { return V::splat(value); };
+
+  const float kRound = 0x1.8p23f;  // adding and taking it away leaves the nearest integer
+  const V biased = v + c(kRound);
+  const V t = v - (biased - c(kRound));  // exact
+  size_t cells[V::kLanes];
+  static_assert(sizeof(GainCell) == 1 << 6);
+  offsets_of(shifted_left<6>(bits_of(biased) & I::splat(0xff)), cells);
+  V c6 = t, c7 = t, c8 = t, power = t;
+  detail::load_tails(cells, c6, c7, c8, power);
+  const auto [c0, c1] = load_columns<W>(detail::in_cell(0), cells);
+  const auto [c2, c3] = load_columns<W>(detail::in_cell(16), cells);
+  const auto [c4, c5] = load_columns<W>(detail::in_cell(32), cells);
+
+  const V one = c(1.0f);
+  const V rounding = ((v + one) - one) - v;
+  const V unit = rounding / (v * (v + c(2.0f)) + c(0.5f));
+  const W stretch = widen(unit * (v + c(0.5f)));
+  const W x = widen(t) + widen(unit * v);
+  const W tail = widen(c6 + t * (c7 + t * c8));
+  const W x2 = x * x;
+  const W factor = (c0 + x * c1) + x2 * ((c2 + x * c3) + x2 * ((c4 + x * c5) + x2 * tail));
+
+  // Half the square root of pi, less the power that the table's own powers lack.
+  const double kScale = 0.886226925452758 / (1 << kGainBias);
+  const W scale = square_root(widen(v)) * W::splat(kScale) / widen(gamma * power);
+  const W gain = (scale + scale * stretch) * factor;
+  const W margin = scale * W::splat(kGainMargin);
+  const V low = narrow(gain - margin);
+  const V high = narrow(gain + margin);
+  if (same_bits(low, high)) [[likely]]
+    return low;
+
+  float lows[V::kLanes], highs[V::kLanes], vs[V::kLanes], gammas[V::kLanes];
+  low.store(lows);
+  high.store(highs);
+  v.store(vs);
+  gamma.store(gammas);
+  amplitude_gain_redo(lows, highs, vs, gammas, V::kLanes);
+  return V::load(lows);
+}
+
+}  // namespace vekbf
