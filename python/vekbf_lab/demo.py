@@ -7,7 +7,7 @@
 import argparse
 import subprocess
 import time
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 
 import numpy as np
@@ -82,24 +82,33 @@ def table(rows):
     return "\n".join(lines)
 
 
-def more_or_less(decibels, more, less):
-    return f"{abs(decibels):.1f} dB {more if decibels >= 0 else less}"
+def rounded(row):
+    """The row as printed, so that differences agree with the table."""
+    return replace(row, si_sdr=round(row.si_sdr, 1), pause_power=round(row.pause_power, 1))
+
+
+def compared(row, other):
+    """What `row` gives against `other`."""
+    gain = round(row.si_sdr - other.si_sdr, 1)
+    hush = round(other.pause_power - row.pause_power, 1)
+    quality = f"{abs(gain):.1f} dB {'more' if gain > 0 else 'less'} SI-SDR" if gain else "the same SI-SDR"
+    pauses = f"pauses {abs(hush):.1f} dB {'quieter' if hush > 0 else 'louder'}" if hush else "pauses as quiet"
+    return f"{quality} and {pauses}"
 
 
 def verdict(microphone, fixed, adaptive):
     """What the figures say, in two sentences."""
-    gain = f"{more_or_less(fixed.si_sdr - microphone.si_sdr, 'more', 'less')} SI-SDR"
-    hush = f"pauses {more_or_less(microphone.pause_power - fixed.pause_power, 'quieter', 'louder')}"
-    lines = [f"Against microphone 0 the fixed beamformer gives {gain} and {hush}."]
-    gain = f"{more_or_less(adaptive.si_sdr - fixed.si_sdr, 'more', 'less')} SI-SDR"
-    hush = f"pauses {more_or_less(fixed.pause_power - adaptive.pause_power, 'quieter', 'louder')}"
-    advice = (
-        "it cancels part of the talker together with the rest, so use the fixed one here"
-        if adaptive.si_sdr < fixed.si_sdr
-        else "it is the better choice here"
+    microphone, fixed, adaptive = rounded(microphone), rounded(fixed), rounded(adaptive)
+    if adaptive.si_sdr < fixed.si_sdr:
+        advice = "it harms the talker more than it takes away from the rest, so the fixed one is the better choice here"
+    elif adaptive.si_sdr > fixed.si_sdr:
+        advice = "it is the better choice here"
+    else:
+        advice = "the fixed one, which needs less time, will do"
+    return (
+        f"Against microphone 0 the fixed beamformer gives {compared(fixed, microphone)}.\n"
+        f"Against the fixed beamformer the adaptive one gives {compared(adaptive, fixed)}: {advice}."
     )
-    lines.append(f"Against the fixed beamformer the adaptive one gives {gain} and {hush}: {advice}.")
-    return "\n".join(lines)
 
 
 def wraps(samples):

@@ -21,6 +21,11 @@ struct RawProcess {
   ProcessArguments done;
 };
 
+// CLI11 takes an empty argument for a number that was not given.
+std::string refuse_empty(const std::string& text) {
+  return text.empty() ? "a number is missing" : "";
+}
+
 void declare_process(CLI::App& app, RawProcess& raw) {
   app.add_option("IN.wav", raw.done.input, "Recording: 16-bit WAV, one channel per microphone")
       ->required();
@@ -35,8 +40,7 @@ void declare_process(CLI::App& app, RawProcess& raw) {
       ->allow_extra_args(false);
   app.add_option("--geometry", raw.geometry,
                  "linear: on the x axis; triangle: at 0, 90, 180, 270 degrees on a circle of "
-                 "radius |x| of the "
-                 "first microphone")
+                 "radius |x| of the first microphone")
       ->capture_default_str();
   app.add_option(
          "--algorithm", raw.algorithm,
@@ -45,13 +49,17 @@ void declare_process(CLI::App& app, RawProcess& raw) {
   app.add_option("--angle", raw.done.angle,
                  "Direction of the talker in degrees, from +x towards +y; a line hears 0 to 180, "
                  "90 is broadside")
+      ->check(refuse_empty)
       ->capture_default_str();
   app.add_option("--sound-speed", raw.done.array.soundSpeed, "Metres per second")
+      ->check(refuse_empty)
       ->capture_default_str();
   app.add_option("--vad-threshold", raw.vadThreshold, "Detector threshold, 0 to 1")
+      ->check(refuse_empty)
       ->capture_default_str();
   app.add_option("--intensity", raw.intensity,
                  "Strength of the adaptive beamformer's gate, 0 to 10")
+      ->check(refuse_empty)
       ->capture_default_str();
   app.add_flag("--verbose", raw.done.verbose, "Show the library's own lines on standard error");
 }
