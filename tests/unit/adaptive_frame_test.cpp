@@ -95,7 +95,7 @@ TEST(AdaptiveFrame, RecordsOfAnyContentAreThoseOfTheModel) {
   const uint64_t seed = test_seed(383);
   SCOPED_TRACE(seed_note(seed));
   Random random(seed);
-  for (int round = 0; round < 12; ++round) {
+  for (int round = 0; round < 40; ++round) {
     Twins twins(
         array_of(random.below(6) - 1, VEK_ADAPTIVE_BF, static_cast<VekBfGeometry>(random.below(2))),
         with_intensity(random.below(11)));
@@ -112,6 +112,14 @@ TEST(AdaptiveFrame, RecordsOfAnyContentAreThoseOfTheModel) {
                                  }
                                };
                                record.blockCounter = counter;
+                               record.blockPowerSmoothing = std::fabs(same.unit());
+                               record.beamPowerSmoothing = std::fabs(same.unit());
+                               record.blockStepSize = std::fabs(any_size(same, -10, 0));
+                               record.cancelStepSize = std::fabs(any_size(same, -10, 0));
+                               record.cancelRegularizer =
+                                   0.001f + std::fabs(any_size(same, -10, 20));
+                               record.blockRegularizer =
+                                   0.001f + std::fabs(any_size(same, -10, 20));
                                record.steerAngle = static_cast<int32_t>(same.next32());
                                for (int m = 0; m < kMaxMics; ++m) {
                                  fill(record.micSpectrum[m], -10, 24);

@@ -85,7 +85,7 @@ TEST(FixedFrame, SpectraOfEverySizeAreThoseOfTheModel) {
   SCOPED_TRACE(seed_note(seed));
   Random random(seed);
   Twins twins(array_of(4));
-  for (int round = 0; round < 8; ++round) {
+  for (int round = 0; round < 40; ++round) {
     const uint64_t spectra = random.next();
     twins.change([&](Instance& record) {
       Random same(spectra);

@@ -121,7 +121,7 @@ TEST(Steering, RandomArraysOfEveryRateAreThoseOfTheModel) {
   Random random(seed);
   Array library(0);
   Array model(0);
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 200; ++round) {
     for (Array* array : {&library, &model}) {
       Random same(seed + static_cast<uint64_t>(round));
       Instance& record = array->record;
@@ -215,6 +215,28 @@ TEST(Steering, TheCircleIsShortenedByItsRadiusFactor) {
     ASSERT_EQ(array.record.micDelay[0], shortened) << i;
   }
   EXPECT_GT(decided, 10);
+}
+
+// Delays found by search: with the phase step of a bin one unit in the last place of a double lower
+// or higher, one of these rows would come out differently.
+TEST(Steering, ThePhaseStepOfABinIsExactToTheLastBit) {
+  constexpr float kDelays[] = {0x1.0d1322p-20f, 0x1.3ac0fcp-20f};
+  constexpr double kStep = 0.01227184630308513;
+  const auto im = [](float delay, int k, double step) {
+    const double d = static_cast<double>(delay) * (16000.0 * step);
+    return -static_cast<float>(
+        std::sin(static_cast<double>(static_cast<float>(static_cast<double>(k) * d))));
+  };
+  EXPECT_NE(im(kDelays[0], 1, kStep), im(kDelays[0], 1, std::nextafter(kStep, 0.0)));
+  EXPECT_NE(im(kDelays[1], 87, kStep), im(kDelays[1], 87, std::nextafter(kStep, 1.0)));
+  for (float delay : kDelays) {
+    Array array(2);
+    array.record.soundSpeed = 1;
+    array.record.micPlacement[1] = delay;
+    compute_steering(&array.record, 0);
+    EXPECT_EQ(array.record.micDelay[1], delay);
+    EXPECT_TRUE(row_follows_its_delay(array.record, 1));
+  }
 }
 
 TEST(Steering, UnsupportedGeometriesPrintOneBareLineAndKeepEverything) {
