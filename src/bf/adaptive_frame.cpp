@@ -11,8 +11,8 @@
 void adaptive_frame(Instance* instance) {
   compute_steering(instance, instance->steerAngle);
   vekbf::form_fixed_beam(*instance);
-  // The frame's own probability is not used: the detector runs for its estimator's probability per
-  // bin.
+  // The frame's own probability is deliberately not used: the detector runs for its estimator's
+  // probability per bin.
   vad_run(instance->vadState, instance->beamPower);
   const VadState* detector = instance->vadState;
   if (detector != nullptr && detector->mcra != nullptr) {

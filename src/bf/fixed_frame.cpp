@@ -11,8 +11,9 @@ namespace vekbf {
 
 namespace {
 
-// beam[k] = sum over microphones of weight (steering times spectrum), in microphone order. Each
-// product is scaled before it is added, unlike in the adaptive frame, which scales the sum.
+// beam[k] = sum over microphones of weight (steering times spectrum), in microphone order.
+// Deliberately each product is scaled before it is added, unlike in the adaptive frame, which
+// scales the sum: the two round differently.
 void delay_and_sum(Instance& instance, Complex* beam) {
   std::memset(beam, 0, kBinCount * sizeof(Complex));
   const int mics = usable_mics(instance);

@@ -3,8 +3,9 @@
 
 namespace vekbf {
 
-// In ascending order and in place: the lower neighbour is this frame's value, the upper one the
-// last frame's. Bins 0 and 256 have only one neighbour and stay as they are.
+// In ascending order and, deliberately, in place: the lower neighbour is this frame's value, the
+// upper one the last frame's, so that presence spreads upwards faster than downwards. Bins 0 and
+// 256 have only one neighbour and stay as they are.
 void smooth_presence_gain(Instance& instance, const float* speechProb) {
   float* gain = instance.presenceGain;
   const float keep = instance.beamPowerSmoothing;

@@ -62,6 +62,8 @@ void compute_steering(Instance* instance, int32_t angle) {
       vekbf::steer_circle(*instance, theta, omega);
       break;
     default:
+      // Deliberately bare and in every frame: a configuration accepts these shapes, so what runs
+      // is an array without a beam.
       vekbf::log_bare("Invalid microphone array geometry!");
   }
 }
