@@ -49,6 +49,9 @@ cmake_minimum_required(VERSION 3.21)
 project(host LANGUAGES C CXX)
 include(CTest)
 add_subdirectory(${VEKBF_SOURCE} vekbf)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "")
+  message(FATAL_ERROR "The library chose a build type for the whole project: ${CMAKE_BUILD_TYPE}")
+endif()
 add_executable(host host.c)
 target_link_libraries(host PRIVATE VekBf::vekbf)
 add_test(NAME host COMMAND host)
@@ -81,6 +84,10 @@ case "$how" in
     ctest --test-dir "$scratch/build" --output-on-failure --no-tests=error
     ctest --test-dir "$scratch/build" -N | grep -qx 'Total Tests: 1' || fail "the library added tests of its own"
     # Warnings must not be errors for a compiler that we have never seen.
+    [ -z "$(find "$scratch/build" -name '*.a')" ] || fail "an archive for the tests was built"
+    cmake --install "$scratch/build" --prefix "$scratch/prefix"
+    [ ! -e "$scratch/prefix" ] || [ -z "$(find "$scratch/prefix" -type f)" ] ||
+      fail "the library is installed with a project that did not ask for it"
     ! grep -q -e ' -Werror' "$scratch/build/build.ninja" || fail "-Werror reaches an including project"
     ;;
 esac

@@ -1,0 +1,44 @@
+# What an installed tree needs besides the library: the files by which CMake and pkg-config find it. Both name no path
+# but relative to themselves, so that the tree can be moved, or be the root of another machine.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VekBf)
+
+install(
+  TARGETS vekbf
+  EXPORT VekBfTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(
+  EXPORT VekBfTargets
+  NAMESPACE VekBf::
+  DESTINATION ${package_dir})
+
+configure_package_config_file(
+  ${CMAKE_CURRENT_LIST_DIR}/VekBfConfig.cmake.in ${PROJECT_BINARY_DIR}/package/VekBfConfig.cmake
+  INSTALL_DESTINATION ${package_dir}
+  NO_SET_AND_CHECK_MACRO)
+# The interface changes with the first number only, like the SONAME.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/VekBfConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/package/VekBfConfig.cmake
+              ${PROJECT_BINARY_DIR}/package/VekBfConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+# An absolute folder stays what it was set to; any other is given from the place of the file itself.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+  set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
+else()
+  file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "/$" "" up ${up})
+  set(pc_prefix \${pcfiledir}/${up})
+  set(pc_libdir \${prefix}/${CMAKE_INSTALL_LIBDIR})
+endif()
+if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+else()
+  set(pc_includedir \${prefix}/${CMAKE_INSTALL_INCLUDEDIR})
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/vekbf.pc.in ${PROJECT_BINARY_DIR}/package/vekbf.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/vekbf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
