@@ -73,16 +73,18 @@ float expected_two_step(float d, float r) {
   return r;
 }
 
-// Under the emulator every mantissa of every exponent takes minutes: without VEKBF_EXHAUSTIVE only
-// every 11th is taken there, besides those at the borders of the table's entries.
-constexpr uint32_t kMantissas = 1u << 23;
-uint32_t stride() {
-#if defined(__x86_64__)
-  return 1;
+// Every mantissa of every exponent takes minutes under the emulator and long with sanitizers:
+// without VEKBF_EXHAUSTIVE only every 11th is taken there, besides those at the borders of the
+// table's entries.
+#if !defined(__x86_64__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSlowMachine = true;
+#elif defined(__has_feature)
+constexpr bool kSlowMachine = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
-  return std::getenv("VEKBF_EXHAUSTIVE") != nullptr ? 1 : 11;
+constexpr bool kSlowMachine = false;
 #endif
-}
+constexpr uint32_t kMantissas = 1u << 23;
+uint32_t stride() { return kSlowMachine && std::getenv("VEKBF_EXHAUSTIVE") == nullptr ? 11 : 1; }
 
 // Calls check(four divisors) over the mantissas of all exponents.
 template <class Check>
