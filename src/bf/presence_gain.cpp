@@ -1,19 +1,79 @@
 // SPDX-License-Identifier: MIT
+//
+// The smoothing over bins runs upwards and in place: each value takes half of its time-smoothed
+// probability and a quarter of each neighbour, the lower one already this frame's, the upper one
+// still the last frame's. That is one chain of 255 dependent steps, and it would cost as much time
+// as a transform twice over. It forgets its start by a factor of four a step, though, so four
+// chains run side by side over overlapping stretches, the later ones from a guess. Where a chain
+// has reached the very float that the chain below it computed for the same bin, all that follows is
+// what one chain would have given; where it has not, the steps are done again.
 #include "bf/presence_gain.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace vekbf {
 
-// In ascending order and, deliberately, in place: the lower neighbour is this frame's value, the
-// upper one the last frame's, so that presence spreads upwards faster than downwards. Bins 0 and
-// 256 have only one neighbour and stay as they are.
+namespace {
+
+inline constexpr int kChains = 4;
+inline constexpr int kChainLength = 82;
+// First bins; each chain starts 24 bins (a factor of 2^48) or more before the end of the one below
+// it.
+inline constexpr int kStart[kChains] = {1, 59, 117, 174};
+static_assert(kStart[kChains - 1] + kChainLength == kBinCount - 1,
+              "bins 0 and 256 stay as they are");
+
+struct Smoothing {
+  const float* probability;
+  const float* past;  // last frame's gain
+  float keep;
+  float take;
+
+  float step(float below, int k) const {
+    const float smoothed = take * probability[k] + keep * past[k];
+    const double neighbours = static_cast<double>(below) + static_cast<double>(past[k + 1]);
+    return static_cast<float>(0.5 * static_cast<double>(smoothed) + 0.25 * neighbours);
+  }
+};
+
+bool same_float(float a, float b) {
+  return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
+}
+
+}  // namespace
+
 void smooth_presence_gain(Instance& instance, const float* speechProb) {
-  float* gain = instance.presenceGain;
+  float past[kBinCount];
+  std::memcpy(past, instance.presenceGain, sizeof past);
   const float keep = instance.beamPowerSmoothing;
-  const float take = 1.0f - keep;
-  for (int k = 1; k < kBinCount - 1; ++k) {
-    const float smoothed = take * speechProb[k] + keep * gain[k];
-    const double neighbours = static_cast<double>(gain[k - 1]) + static_cast<double>(gain[k + 1]);
-    gain[k] = static_cast<float>(0.5 * static_cast<double>(smoothed) + 0.25 * neighbours);
+  const Smoothing smoothing = {speechProb, past, keep, 1.0f - keep};
+
+  float chain[kChains][kChainLength];
+  float value[kChains];
+  for (int c = 0; c < kChains; ++c) value[c] = past[kStart[c] - 1];
+  for (int i = 0; i < kChainLength; ++i) {
+    for (int c = 0; c < kChains; ++c) {
+      value[c] = smoothing.step(value[c], kStart[c] + i);
+      chain[c][i] = value[c];
+    }
+  }
+
+  float* gain = instance.presenceGain;
+  std::memcpy(gain + kStart[0], chain[0], sizeof chain[0]);
+  for (int c = 1; c < kChains; ++c) {
+    const int end = kStart[c] + kChainLength;
+    int k = kStart[c - 1] + kChainLength - 1;  // the last bin of the chain below, known to be right
+    while (!same_float(gain[k], chain[c][k - kStart[c]])) {
+      if (++k == end) break;
+      gain[k] = smoothing.step(gain[k - 1], k);
+    }
+    const int rest = k + 1;
+    if (rest < end) {
+      std::memcpy(gain + rest, &chain[c][rest - kStart[c]],
+                  static_cast<size_t>(end - rest) * sizeof(float));
+    }
   }
 }
 

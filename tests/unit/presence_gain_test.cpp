@@ -72,6 +72,22 @@ TEST(PresenceGain, OfAnyValuesFollowsItsFormula) {
   }
 }
 
+// One value that dwarfs the others is still felt a hundred bins further up, wherever it stands:
+// beyond what any shorter start of the recursion would remember.
+TEST(PresenceGain, RemembersAHugeValueAllTheWayUp) {
+  for (int spike = 0; spike < kBinCount; ++spike) {
+    for (const float height : {1e30f, 1e10f, NAN, INFINITY}) {
+      Gains gains;
+      for (float& gain : gains.record.presenceGain) gain = 1e-20f;
+      gains.record.presenceGain[spike] = height;
+      const std::vector<float> expected = expected_gains(gains);
+      gains.smooth();
+      ASSERT_TRUE(same_floats(gains.record.presenceGain, expected.data(), kBinCount))
+          << "spike of " << height << " at " << spike;
+    }
+  }
+}
+
 TEST(PresenceGain, FirstAndLastBinAreNeverUpdated) {
   Gains gains;
   for (int frame = 0; frame < 100; ++frame) gains.smooth();
