@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "reference/model.h"
 #include "support/beam.h"
@@ -34,13 +36,6 @@ class Twins {
     change(library());
     change(model());
   }
-  // Makes the model's record, but for what it owns, a copy of the library's.
-  void copy_to_model() {
-    visit_fields([&](const char*, auto field) {
-      std::memcpy(&(model().*field), &(library().*field), sizeof(library().*field));
-    });
-  }
-
   testing::AssertionResult same(bool flushed = false) {
     const testing::AssertionResult instances = same_instances(library(), model(), flushed);
     if (!instances) return instances;
