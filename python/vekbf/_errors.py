@@ -1,0 +1,41 @@
+# SPDX-License-Identifier: MIT
+"""The library's codes as exceptions."""
+
+from __future__ import annotations
+
+OK = 0
+
+#: Code of the library: (its name in ``vek_bf.h``, what is wrong).
+ERRORS: dict[int, tuple[str, str]] = {
+    0x30000402: ("VEK_BF_ERR_NULL_HANDLE", "a handle, record or block is null"),
+    0x30000403: ("VEK_BF_ERR_SAMPLE_RATE", "the sample rate is not from 8000 to 48000 Hz"),
+    0x30000404: ("VEK_BF_ERR_BIT_WIDTH", "the samples do not have 16 bits"),
+    0x30000405: ("VEK_BF_ERR_SOUND_SPEED", "the speed of sound is below 1 m/s"),
+    0x30000406: ("VEK_BF_ERR_MIC_NUM", "there are more than 4 microphones"),
+    0x30000407: ("VEK_BF_ERR_GEOMETRY", "the library does not know the geometry"),
+    0x30000409: ("VEK_BF_ERR_VAD_THRESHOLD", "the detector's threshold is not from 0 to 1"),
+    0x30000410: ("VEK_BF_ERR_INTENSITY", "the intensity is not from 0 to 10"),
+}
+
+
+class VekBfError(ValueError):
+    """The library refused a call.
+
+    Attributes:
+        code: what the library returned, such as 0x30000403.
+        name: the name of the code in ``vek_bf.h``, such as ``"VEK_BF_ERR_SAMPLE_RATE"``.
+        call: the function that returned it, such as ``"VekBf_SetConfig"``.
+    """
+
+    def __init__(self, code: int, call: str) -> None:
+        self.code = code
+        self.call = call
+        self.name, reason = ERRORS.get(code, ("unknown", "the library does not say why"))
+        super().__init__(f"{reason} ({call}: {self.name}, 0x{code:08x})")
+
+    def __reduce__(self) -> tuple[type[VekBfError], tuple[int, str]]:
+        return type(self), (self.code, self.call)
+
+
+class LibraryNotFound(ImportError):
+    """The shared object of the library cannot be loaded."""
