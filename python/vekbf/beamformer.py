@@ -98,10 +98,11 @@ class Beamformer:
         config = _library.Config(
             # Not-a-number would pass the library's check.
             vadThreshold=threshold if threshold == threshold else -1.0,
-            intensity=_whole(max(operator.index(intensity), -1) % 2**32, 0, 2**32 - 1, "intensity"),
+            intensity=_whole(intensity, -1, 2**32 - 1, "intensity") % 2**32,
         )
         self._init, self._config = init, config
         self._channels = len(positions)
+        self._zero_blocks = 0
         self._lock = threading.Lock()
         self._library = _library.load()
         self._open()
@@ -120,7 +121,6 @@ class Beamformer:
         self._angle = 90  # of the last block
         self._lag = LAG_SAMPLES
         self._unread = 0  # frames taken whose samples have not been given
-        self._zero_blocks = 0
 
     @property
     def channels(self) -> int:
@@ -129,10 +129,11 @@ class Beamformer:
 
     @property
     def zero_blocks(self) -> int:
-        """Blocks of the signal so far that the library dropped because their first 128 values were zero.
+        """Blocks so far that the library dropped because their first 128 values were zero.
 
         During such a block the library's time stands still: what was still on its way, up to `LAG_SAMPLES` samples,
-        comes out after the pause instead of before it.
+        comes out after the pause instead of before it. (Values whose squares add up to a multiple of 2**32 count as
+        zero too: a block of nothing but -32768 does.)
         """
         return self._zero_blocks
 
@@ -252,6 +253,8 @@ class Beamformer:
     def _run(self, signal: NDArray[np.int16], angles: list[int]) -> NDArray[np.int16]:
         """Whole blocks through the library; what came out, without the lag and no longer than the signal."""
         signal = np.ascontiguousarray(signal)
+        tested = signal.reshape(len(angles), BLOCK_FRAMES * self._channels)[:, :BLOCK_FRAMES].astype(np.int64)
+        self._zero_blocks += int(np.count_nonzero((tested * tested).sum(axis=1) % 2**32 == 0))
         out = np.empty(len(signal), dtype=np.int16)
         source, target = signal.ctypes.data, out.ctypes.data
         run, buffer = self._library.VekBf_Run, ctypes.addressof(self._buffer)

@@ -1,0 +1,283 @@
+# SPDX-License-Identifier: MIT
+"""The binding against the command-line tool, cut into any parts, and what it says when something is wrong."""
+
+import os
+import pickle
+import subprocess
+import tempfile
+import threading
+import unittest
+from pathlib import Path
+
+import numpy as np
+
+import vekbf
+from vekbf_lab import wav
+
+TOOL = os.environ["VEKBF_TOOL"]
+RATE = 16000
+BLOCK = vekbf.BLOCK_FRAMES
+LINE = [(0.0, 0.0), (0.04, 0.0), (0.08, 0.0), (0.12, 0.0)]
+# The fixed beamformer passes one microphone on at this level.
+LEVEL = 0.7948
+
+
+def noise(frames, channels, seed=1, peak=4000):
+    return np.random.default_rng(seed).integers(-peak, peak + 1, (frames, channels)).astype(np.int16)
+
+
+def with_pauses(frames, channels, seed=1):
+    """Noise with digital silence within, some of it from the middle of a block on."""
+    signal = noise(frames, channels, seed)
+    signal[1000:1400] = 0
+    signal[2048:2700] = 0
+    return signal
+
+
+def parts(length, seed, longest):
+    """Random lengths that add up to `length`; some are 0."""
+    random = np.random.default_rng(seed)
+    while length > 0:
+        part = min(int(random.integers(0, longest + 1)), length)
+        yield part
+        length -= part
+
+
+def whole(signal, angle=90, microphones=LINE, **options):
+    with vekbf.Beamformer(RATE, microphones, **options) as beam:
+        return np.concatenate([beam.process(signal, angle), beam.flush()])
+
+
+class ToolTest(unittest.TestCase):
+    """The same bytes as `vekbf process` writes."""
+
+    def compare(self, signal, microphones, rate=RATE, angle=90, **options):
+        with tempfile.TemporaryDirectory() as folder:
+            source, target = Path(folder, "in.wav"), Path(folder, "out.wav")
+            wav.write(source, rate, signal)
+            command = [TOOL, "process", source, target, "--angle", str(angle)]
+            for x, y in microphones:
+                command += ["--mic", f"{x},{y}"]
+            for name, value in options.items():
+                command += ["--" + name.replace("_", "-"), str(value)]
+            subprocess.run(command, check=True, capture_output=True)
+            _, wanted = wav.read(target)
+        with vekbf.Beamformer(rate, microphones, **options) as beam:
+            result = np.concatenate([beam.process(signal, angle), beam.flush()])
+        self.assertEqual(result.dtype, np.int16)
+        self.assertEqual(result.tobytes(), wanted[:, 0].astype(np.int16).tobytes())
+        self.assertGreater(np.abs(result.astype(int)).max(initial=0), 100)
+
+    def test_every_number_of_microphones_and_both_algorithms(self):
+        for count in (1, 2, 3, 4):
+            for algorithm in ("fixed", "adaptive"):
+                with self.subTest(count=count, algorithm=algorithm):
+                    self.compare(with_pauses(5000, count), LINE[:count], angle=60, algorithm=algorithm)
+
+    def test_lengths_around_the_block(self):
+        for frames in (1, 127, 128, 129, 1280):
+            with self.subTest(frames=frames):
+                self.compare(noise(frames, 2, peak=30000), LINE[:2])
+
+    def test_every_option(self):
+        options = {"geometry": "triangle", "algorithm": "adaptive", "sound_speed": 331, "intensity": 9}
+        circle = [(0.03, 0), (0, 0.03), (-0.03, 0), (0, -0.03)]
+        self.compare(noise(6000, 4), circle, rate=48000, angle=-200, vad_threshold=0.9, **options)
+
+
+class ChunksTest(unittest.TestCase):
+    def test_results_do_not_depend_on_the_parts(self):
+        signal = with_pauses(4321, 3)
+        for algorithm in ("fixed", "adaptive"):
+            wanted = whole(signal, 70, LINE[:3], algorithm=algorithm)
+            self.assertEqual(len(wanted), len(signal))
+            for seed, longest in ((1, 1), (2, 50), (3, 128), (4, 1000)):
+                with self.subTest(algorithm=algorithm, longest=longest):
+                    with vekbf.Beamformer(RATE, LINE[:3], algorithm=algorithm) as beam:
+                        got, at = [], 0
+                        for part in parts(len(signal), seed, longest):
+                            got.append(beam.process(signal[at : at + part], 70))
+                            at += part
+                        got.append(beam.flush())
+                        # Frames 1024 to 1407 and 2048 to 2687; what follows within a block is not looked at.
+                        self.assertEqual(beam.zero_blocks, 8)
+                    np.testing.assert_array_equal(np.concatenate(got), wanted)
+
+    def test_nor_with_an_angle_for_each_block(self):
+        signal = noise(3000, 2)
+        angles = np.arange(24) * 15  # blocks begin at frames 0, 128, ... 2944
+        wanted = whole(signal, angles, LINE[:2])
+        self.assertFalse(np.array_equal(wanted, whole(signal, 0, LINE[:2])))
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            got, at, used = [], 0, 0
+            for part in parts(len(signal), 5, 300):
+                begun = beam.blocks(part)
+                got.append(beam.process(signal[at : at + part], angles[used : used + begun]))
+                at, used = at + part, used + begun
+            got.append(beam.flush())
+        self.assertEqual(used, 24)
+        np.testing.assert_array_equal(np.concatenate(got), wanted)
+
+    def test_a_block_keeps_the_angle_that_it_began_with(self):
+        signal = noise(256, 2)
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            got = [beam.process(signal[:1], 20), beam.process(signal[1:129], 130), beam.process(signal[129:], 75)]
+            got.append(beam.flush())
+        np.testing.assert_array_equal(np.concatenate(got), whole(signal, [20, 130], LINE[:2]))
+
+    def test_samples_come_as_soon_as_they_are_ready(self):
+        with vekbf.Beamformer(RATE, LINE[:1]) as beam:
+            signal = noise(1000, 1)
+            lengths = [len(beam.process(signal[t : t + 100])) for t in range(0, 1000, 100)]
+            # After n frames n // 128 blocks are through, the last three of which are still on their way.
+            done = [max(n // BLOCK * BLOCK - vekbf.LAG_SAMPLES, 0) for n in range(0, 1001, 100)]
+            self.assertEqual(lengths, np.diff(done).tolist())
+            self.assertEqual(len(beam.flush()), 1000 - sum(lengths))
+
+    def test_output_lines_up_with_input(self):
+        signal = noise(1000, 1)
+        np.testing.assert_allclose(whole(signal, 33, LINE[:1]), LEVEL * signal[:, 0], atol=4)
+
+    def test_flush_leaves_a_beamformer_like_a_new_one(self):
+        first, second = noise(1000, 4, 1), noise(1500, 4, 2)
+        with vekbf.Beamformer(RATE, LINE, algorithm="adaptive") as beam:
+            for signal in (first, second, second):
+                got = np.concatenate([beam.process(signal, 40), beam.flush()])
+                np.testing.assert_array_equal(got, whole(signal, 40, algorithm="adaptive"))
+            self.assertEqual(len(beam.flush()), 0)
+
+    def test_memory_layout_does_not_matter(self):
+        signal = noise(1000, 2)
+        wanted = whole(signal, 45, LINE[:2])
+        for other in (np.asfortranarray(signal), signal.astype(">i2"), np.repeat(signal, 2, axis=1)[:, ::2]):
+            np.testing.assert_array_equal(whole(other, 45, LINE[:2]), wanted)
+        kept = signal.copy()
+        whole(signal, 45, LINE[:2])
+        np.testing.assert_array_equal(signal, kept)
+        mono = noise(500, 1)
+        np.testing.assert_array_equal(whole(mono[:, 0], 45, LINE[:1]), whole(mono, 45, LINE[:1]))
+
+    def test_the_caller_may_use_its_buffer_again(self):
+        signal = noise(1000, 2)
+        buffer = np.empty((100, 2), np.int16)
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            got = []
+            for t in range(0, 1000, 100):
+                buffer[:] = signal[t : t + 100]
+                got.append(beam.process(buffer, 45))
+                buffer[:] = 32767
+            got.append(beam.flush())
+        np.testing.assert_array_equal(np.concatenate(got), whole(signal, 45, LINE[:2]))
+
+    def test_angles_are_rounded_to_degrees(self):
+        signal = noise(500, 2)
+        np.testing.assert_array_equal(whole(signal, 44.6, LINE[:2]), whole(signal, 45, LINE[:2]))
+
+
+class ZeroBlocksTest(unittest.TestCase):
+    def test_they_are_counted(self):
+        signal = noise(10 * BLOCK, 2)
+        signal[3 * BLOCK : 3 * BLOCK + 64] = 0  # only the first 128 values count
+        signal[7 * BLOCK : 7 * BLOCK + 63] = 0
+        signal[9 * BLOCK :] = -32768  # squares that add up to 0 modulo 2**32
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            beam.process(signal[:500])
+            self.assertEqual(beam.zero_blocks, 0)
+            beam.process(signal[500:])
+            self.assertEqual(beam.zero_blocks, 2)
+
+
+class FaultsTest(unittest.TestCase):
+    def refused(self, code, name, **options):
+        arguments = {"sample_rate": RATE, "microphones": LINE[:2], **options}
+        with self.assertRaises(vekbf.VekBfError) as caught:
+            vekbf.Beamformer(**arguments)
+        error = caught.exception
+        self.assertEqual((error.code, error.name, error.call), (code, name, "VekBf_SetConfig"))
+        self.assertIn(f"0x{code:08x}", str(error))
+        self.assertIsInstance(error, ValueError)
+
+    def test_the_codes_of_the_library(self):
+        for rate in (7999, 48001, -1, 2**32 + RATE):
+            self.refused(0x30000403, "VEK_BF_ERR_SAMPLE_RATE", sample_rate=rate)
+        for speed in (0, -343, -(2**40)):
+            self.refused(0x30000405, "VEK_BF_ERR_SOUND_SPEED", sound_speed=speed)
+        self.refused(0x30000406, "VEK_BF_ERR_MIC_NUM", microphones=[(0.01 * m, 0) for m in range(5)])
+        for threshold in (-0.01, 1.01, float("nan"), float("inf")):
+            self.refused(0x30000409, "VEK_BF_ERR_VAD_THRESHOLD", vad_threshold=threshold)
+        for intensity in (-1, 11, 2**32 + 5, -(2**32) + 5):
+            self.refused(0x30000410, "VEK_BF_ERR_INTENSITY", intensity=intensity)
+
+    def test_the_limits_are_accepted(self):
+        for rate in (8000, 48000):
+            vekbf.Beamformer(rate, LINE, sound_speed=1, vad_threshold=0, intensity=0).close()
+            vekbf.Beamformer(rate, LINE, sound_speed=2**31 - 1, vad_threshold=1, intensity=10).close()
+
+    def test_what_the_library_would_let_pass(self):
+        for microphones in ([], [(0, 0, 0)], [0, 0], [(0, float("nan"))], [(float("inf"), 0)]):
+            with self.assertRaises(ValueError):
+                vekbf.Beamformer(RATE, microphones)
+        for geometry in ("rectangle", "circular"):
+            with self.assertRaisesRegex(ValueError, "silence"):
+                vekbf.Beamformer(RATE, LINE, geometry=geometry)
+        for option in ({"geometry": "round"}, {"algorithm": "best"}):
+            with self.assertRaisesRegex(ValueError, "is one of"):
+                vekbf.Beamformer(RATE, LINE, **option)
+        for option in ({"sound_speed": 343.5}, {"intensity": "5"}):
+            with self.assertRaisesRegex(TypeError, "whole number"):
+                vekbf.Beamformer(RATE, LINE, **option)
+
+    def test_samples(self):
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            for samples in (np.zeros((10, 2)), np.zeros((10, 2), np.int32), np.zeros((10, 2), np.uint16)):
+                with self.assertRaisesRegex(TypeError, "16-bit"):
+                    beam.process(samples)
+            for shape in ((10,), (10, 1), (2, 10), (10, 2, 1)):
+                with self.assertRaisesRegex(ValueError, r"\(frames, 2\)"):
+                    beam.process(np.zeros(shape, np.int16))
+            # A refused call has taken nothing.
+            signal = noise(300, 2)
+            got = np.concatenate([beam.process(signal), beam.flush()])
+            np.testing.assert_array_equal(got, whole(signal, 90, LINE[:2]))
+
+    def test_angles(self):
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            for angle in ([10, 20], [10] * 4, [[10, 20, 30]], float("nan"), [1, 2, float("inf")], 2**31):
+                with self.assertRaises(ValueError):
+                    beam.process(noise(257, 2), angle)  # three blocks begin
+            beam.process(noise(257, 2), [10, 20, 30])
+
+    def test_a_closed_one(self):
+        beam = vekbf.Beamformer(RATE, LINE)
+        with beam:
+            pass
+        beam.close()
+        for call in (lambda: beam.process(noise(1, 4)), beam.flush, beam.__enter__):
+            with self.assertRaisesRegex(ValueError, "closed"):
+                call()
+
+    def test_errors_travel_between_processes(self):
+        error = pickle.loads(pickle.dumps(vekbf.VekBfError(0x30000403, "VekBf_SetConfig")))
+        self.assertEqual((error.code, error.name), (0x30000403, "VEK_BF_ERR_SAMPLE_RATE"))
+
+
+class ThreadsTest(unittest.TestCase):
+    def test_instances_run_side_by_side(self):
+        signals = [noise(20000, 4, seed) for seed in range(4)]
+        wanted = [whole(signal, 50, algorithm="adaptive") for signal in signals]
+        results = [None] * len(signals)
+
+        def run(index):
+            results[index] = whole(signals[index], 50, algorithm="adaptive")
+
+        threads = [threading.Thread(target=run, args=(index,)) for index in range(len(signals))]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        for result, right in zip(results, wanted):
+            np.testing.assert_array_equal(result, right)
+
+
+if __name__ == "__main__":
+    unittest.main()
