@@ -77,9 +77,9 @@ class Endurance {
       hours_.push_back(period.weight);
       memory_use_.push_back(resident_kilobytes());
       std::printf("hour %2d: largest weight %.3g, %" PRId64 " zero blocks, %" PRId64
-                  " kB resident\n",
+                  " kB resident, samples %016" PRIx64 "\n",
                   static_cast<int>(hours_.size()), static_cast<double>(period.weight),
-                  period.silent, memory_use_.back());
+                  period.silent, memory_use_.back(), output_.value());
       std::fflush(stdout);
     }
     const double seconds =

@@ -73,7 +73,8 @@ TEST(Differential, LibraryEqualsThePlainModelInEveryFieldAfterEveryBlock) {
     }
     ASSERT_TRUE(same) << scene.init.micNum << " microphones, algorithm " << scene.init.algorithm
                       << ", geometry " << scene.init.geometry << ", " << scene.init.sampleRate
-                      << " Hz, " << name_of(scene.signal) << "\n"
+                      << " Hz, " << name_of(scene.signal)
+                      << "\n(floats 2k and 2k+1 of a spectrum are bin k; a microphone has 514)\n"
                       << seed_note(seed);
   }
 }
