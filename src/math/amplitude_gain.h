@@ -32,12 +32,24 @@ namespace vekbf {
 inline constexpr float kGainLowestSnr = 0.001f;
 inline constexpr float kGainHighestSnr = 1000.0f;
 
+// From about this v on gains are subnormal.
+inline constexpr float kSmallGainFrom = 170.0f;
+
 // The definition, for any floats.
 float amplitude_gain_plain(float v, float gamma);
 
 // Redoes the lanes in which `low` and `high` differ.
 void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
                          int lanes);
+
+// gain^2 gamma in the order gain (gain gamma). From v = 140 on a gain lies below 1e-30 and the
+// result is zero; saying so keeps subnormals out of the product.
+template <class V>
+inline V gain_power(V gain, V gamma, V v) {
+  const V zero = V::splat(0.0f);
+  const V heard = select(greater(v, V::splat(140.0f)), zero, gain);
+  return heard * (heard * gamma);
+}
 
 namespace detail {
 
@@ -66,7 +78,7 @@ inline void load_tails(const size_t* cells, V& a, V& b, V& c, V& d) {
 }  // namespace detail
 
 template <class V>
-inline V amplitude_gain(V v, V gamma) {
+[[gnu::always_inline]] inline V amplitude_gain(V v, V gamma) {
   using namespace simd;
   using I = decltype(bits_of(v));
   using W = decltype(widen(v));
@@ -80,9 +92,10 @@ inline V amplitude_gain(V v, V gamma) {
   offsets_of(shifted_left<6>(bits_of(biased) & I::splat(0xff)), cells);
   V c6 = t, c7 = t, c8 = t, power = t;
   detail::load_tails(cells, c6, c7, c8, power);
-  const auto [c0, c1] = load_columns<W>(detail::in_cell(0), cells);
-  const auto [c2, c3] = load_columns<W>(detail::in_cell(16), cells);
-  const auto [c4, c5] = load_columns<W>(detail::in_cell(32), cells);
+  W c0, c1, c2, c3, c4, c5;
+  load_columns(detail::in_cell(0), cells, c0, c1);
+  load_columns(detail::in_cell(16), cells, c2, c3);
+  load_columns(detail::in_cell(32), cells, c4, c5);
 
   const V one = c(1.0f);
   const V rounding = ((v + one) - one) - v;
@@ -98,8 +111,16 @@ inline V amplitude_gain(V v, V gamma) {
   const W scale = square_root(widen(v)) * W::splat(kScale) / widen(gamma * power);
   const W gain = (scale + scale * stretch) * factor;
   const W margin = scale * W::splat(kGainMargin);
-  const V low = narrow(gain - margin);
-  const V high = narrow(gain + margin);
+  V low = t, high = t;
+  bool small = false;
+  if constexpr (kSubnormalsAreSlow<V>) small = any(greater(v, c(kSmallGainFrom)));
+  if (small) {
+    low = narrow_small(gain - margin);
+    high = narrow_small(gain + margin);
+  } else {
+    low = narrow(gain - margin);
+    high = narrow(gain + margin);
+  }
   if (same_bits(low, high)) [[likely]]
     return low;
 

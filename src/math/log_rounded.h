@@ -30,7 +30,7 @@ inline constexpr float kLogHighest = 1010.0f;
 float log_rounded_plain(float a);
 
 template <class V>
-inline V log_rounded(V a) {
+[[gnu::always_inline]] inline V log_rounded(V a) {
   using namespace simd;
   using I = decltype(bits_of(a));
   using W = decltype(widen(a));
@@ -42,7 +42,8 @@ inline V log_rounded(V a) {
   size_t entries[V::kLanes];
   static_assert(sizeof(kLogTable[0]) == 1 << 4);
   offsets_of(shifted_right<12>(offset) & I::splat((kLogTableSize - 1) << 4), entries);
-  const auto [inverse, log_middle] = load_columns<W>(kLogTable, entries);
+  W inverse, log_middle;
+  load_columns(kLogTable, entries, inverse, log_middle);
 
   const double kLog2High = 0x1.62e42fefa3800p-1;
   const double kLog2Low = 0x1.ef35793c76730p-45;

@@ -28,6 +28,10 @@ struct ByTable {
   static V gain(V v, V gamma) {
     return amplitude_gain(v, gamma);
   }
+  template <class V>
+  static V power(V gain, V gamma, V v) {
+    return gain_power(gain, gamma, v);
+  }
 };
 
 // By the mathematics library, for any parameters.
@@ -46,6 +50,10 @@ struct ByLibrary {
     gamma.store(y);
     for (int i = 0; i < V::kLanes; ++i) x[i] = amplitude_gain_plain(x[i], y[i]);
     return V::load(x);
+  }
+  template <class V>
+  static V power(V gain, V gamma, V) {
+    return gain * (gain * gamma);
   }
 };
 
@@ -94,9 +102,10 @@ void gains(VadState& state) {
   simd::for_each_lane(state.binCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const V gamma = V::load(state.postSnr + k);
-    const V gain = Functions::gain(V::load(state.scaledSnr + k), gamma);
+    const V v = V::load(state.scaledSnr + k);
+    const V gain = Functions::gain(v, gamma);
     gain.store(state.gain + k);
-    (gain * (gain * gamma)).store(state.speechPowerRatio + k);
+    Functions::power(gain, gamma, v).store(state.speechPowerRatio + k);
   });
 }
 

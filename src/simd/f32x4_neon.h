@@ -27,16 +27,45 @@ inline f32x4 operator+(f32x4 a, f32x4 b) { return {vaddq_f32(a.v, b.v)}; }
 inline f32x4 operator-(f32x4 a, f32x4 b) { return {vsubq_f32(a.v, b.v)}; }
 inline f32x4 operator*(f32x4 a, f32x4 b) { return {vmulq_f32(a.v, b.v)}; }
 
-// The 32-bit unit has no vector division; its step-by-step one would not be exact.
+// VMLA and VMLS of the 32-bit unit round the product before they add it; those of the 64-bit unit
+// do not.
+inline f32x4 plus_product(f32x4 a, f32x4 b, f32x4 c) {
+#if defined(__aarch64__)
+  return a + b * c;
+#else
+  return {vmlaq_f32(a.v, b.v, c.v)};
+#endif
+}
+inline f32x4 minus_product(f32x4 a, f32x4 b, f32x4 c) {
+#if defined(__aarch64__)
+  return a - b * c;
+#else
+  return {vmlsq_f32(a.v, b.v, c.v)};
+#endif
+}
+
+// The 32-bit unit has no vector division; its step-by-step one would not be exact. The scalar unit
+// sees the first eight vector registers as its own, which the compiler makes no use of.
 inline f32x4 operator/(f32x4 a, f32x4 b) {
 #if defined(__aarch64__)
   return {vdivq_f32(a.v, b.v)};
-#else
+#elif defined(__clang__)
   float x[4], y[4];
   vst1q_f32(x, a.v);
   vst1q_f32(y, b.v);
   for (int i = 0; i < 4; ++i) x[i] = x[i] / y[i];
   return {vld1q_f32(x)};
+#else
+  register float32x4_t quotient __asm__("q0") = a.v;
+  register float32x4_t divisor __asm__("q1") = b.v;
+  __asm__(
+      "vdiv.f32 s0, s0, s4\n\t"
+      "vdiv.f32 s1, s1, s5\n\t"
+      "vdiv.f32 s2, s2, s6\n\t"
+      "vdiv.f32 s3, s3, s7"
+      : "+w"(quotient)
+      : "w"(divisor));
+  return {quotient};
 #endif
 }
 
@@ -67,14 +96,52 @@ inline f32x4 reverse(f32x4 a) {
   return {vcombine_f32(vget_high_f32(swapped), vget_low_f32(swapped))};
 }
 
+// gcc 12 moves vectors about, some by way of the stack, to give the intrinsics of the next three
+// operations (and that of a store of pairs) neighbouring registers; the instructions themselves
+// need none.
+#if !defined(__aarch64__) && !defined(__clang__)
+#define VEKBF_NEON_IN_PLACE 1
+#else
+#define VEKBF_NEON_IN_PLACE 0
+#endif
+
+// a0 b0 a1 b1 and a2 b2 a3 b3.
+inline void interleave(f32x4& a, f32x4& b) {
+#if VEKBF_NEON_IN_PLACE
+  __asm__("vzip.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
+#else
+  const float32x4x2_t both = vzipq_f32(a.v, b.v);
+  a.v = both.val[0];
+  b.v = both.val[1];
+#endif
+}
+
+// a0 a2 b0 b2 and a1 a3 b1 b3: undoes interleave.
+inline void deinterleave(f32x4& a, f32x4& b) {
+#if VEKBF_NEON_IN_PLACE
+  __asm__("vuzp.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
+#else
+  const float32x4x2_t both = vuzpq_f32(a.v, b.v);
+  a.v = both.val[0];
+  b.v = both.val[1];
+#endif
+}
+
 // Rows become columns.
 inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {
+#if VEKBF_NEON_IN_PLACE
+  __asm__("vtrn.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
+  __asm__("vtrn.32 %q0, %q1" : "+w"(c.v), "+w"(d.v));
+  __asm__("vswp %f0, %e1" : "+w"(a.v), "+w"(c.v));
+  __asm__("vswp %f0, %e1" : "+w"(b.v), "+w"(d.v));
+#else
   const float32x4x2_t ab = vtrnq_f32(a.v, b.v);
   const float32x4x2_t cd = vtrnq_f32(c.v, d.v);
   a.v = vcombine_f32(vget_low_f32(ab.val[0]), vget_low_f32(cd.val[0]));
   b.v = vcombine_f32(vget_low_f32(ab.val[1]), vget_low_f32(cd.val[1]));
   c.v = vcombine_f32(vget_high_f32(ab.val[0]), vget_high_f32(cd.val[0]));
   d.v = vcombine_f32(vget_high_f32(ab.val[1]), vget_high_f32(cd.val[1]));
+#endif
 }
 
 // The 32-bit unit has no double lanes: the scalar unit does these four.
@@ -106,10 +173,16 @@ inline f32x4 reciprocal_two_step(f32x4 d) {
 }
 
 inline void store_pairs(Complex* p, Pairs<f32x4> c) {
+#if VEKBF_NEON_IN_PLACE
+  interleave(c.re, c.im);
+  c.re.store(&p[0].re);
+  c.im.store(&p[2].re);
+#else
   float32x4x2_t both;
   both.val[0] = c.re.v;
   both.val[1] = c.im.v;
   vst2q_f32(&p->re, both);
+#endif
 }
 
 inline void add_truncated(int16_t* acc, f32x4 v) {

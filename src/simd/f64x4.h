@@ -3,8 +3,9 @@
 // Four doubles beside the four floats of f32x4.h (and one beside f32x1), for kernels that need the
 // precision on the way:
 //   widen(v), narrow(w)              conversions, the latter rounded
+//   narrow_small(w)                  the same, where many results are subnormal
 //   a + b, a - b, a * b, a / b, square_root(a), W::splat(x)
-//   load_columns<W>(base, offsets)   lane i: first, second = the two doubles at base + offsets[i]
+//   load_columns(base, offsets, first, second)   lane i: the two doubles at base + offsets[i]
 // The 32-bit ARM vector unit has no doubles, so its scalar unit runs the portable text.
 #pragma once
 
@@ -12,7 +13,6 @@
 #include <cstddef>
 
 #include "simd/f32x4.h"
-#include "simd/f64x2.h"
 
 namespace vekbf::simd {
 
@@ -29,20 +29,21 @@ inline f64x1 operator/(f64x1 a, f64x1 b) { return {a.v / b.v}; }
 inline f64x1 square_root(f64x1 a) { return {std::sqrt(a.v)}; }
 inline f64x1 widen(f32x1 a) { return {static_cast<double>(a.v)}; }
 inline f32x1 narrow(f64x1 a) { return {static_cast<float>(a.v)}; }
-
-// Specialised by each backend.
-template <class W>
-Columns<W> load_columns(const void* base, const size_t* offsets);
+inline f32x1 narrow_small(f64x1 a) { return narrow(a); }
 
 inline const double* doubles_at(const void* base, size_t offset) {
   return reinterpret_cast<const double*>(static_cast<const char*>(base) + offset);
 }
 
-template <>
-inline Columns<f64x1> load_columns<f64x1>(const void* base, const size_t* offsets) {
+inline void load_columns(const void* base, const size_t* offsets, f64x1& first, f64x1& second) {
   const double* row = doubles_at(base, offsets[0]);
-  return {{row[0]}, {row[1]}};
+  first = {row[0]};
+  second = {row[1]};
 }
+
+// Whether narrow_small is faster than narrow where it is meant for.
+template <class V>
+inline constexpr bool kSubnormalsAreSlow = false;
 
 namespace portable {
 
@@ -79,14 +80,13 @@ inline f32x4 narrow(f64x4 a) {
   return each([&](int i) { return static_cast<float>(a.v[i]); });
 }
 
-}  // namespace portable
-
-template <>
-inline Columns<portable::f64x4> load_columns<portable::f64x4>(const void* base,
-                                                              const size_t* offsets) {
-  return {portable::each_double([&](int i) { return doubles_at(base, offsets[i])[0]; }),
-          portable::each_double([&](int i) { return doubles_at(base, offsets[i])[1]; })};
+inline f32x4 narrow_small(f64x4 a) { return narrow(a); }
+inline void load_columns(const void* base, const size_t* offsets, f64x4& first, f64x4& second) {
+  first = each_double([&](int i) { return doubles_at(base, offsets[i])[0]; });
+  second = each_double([&](int i) { return doubles_at(base, offsets[i])[1]; });
 }
+
+}  // namespace portable
 
 #if !defined(VEKBF_PORTABLE) && defined(__ARM_NEON) && defined(__aarch64__)
 
@@ -106,54 +106,92 @@ inline f64x4 square_root(f64x4 a) { return {vsqrtq_f64(a.lo), vsqrtq_f64(a.hi)};
 inline f64x4 widen(f32x4 a) { return {vcvt_f64_f32(vget_low_f32(a.v)), vcvt_high_f64_f32(a.v)}; }
 inline f32x4 narrow(f64x4 a) { return {vcvt_high_f32_f64(vcvt_f32_f64(a.lo), a.hi)}; }
 
-}  // namespace neon
-
-template <>
-inline Columns<neon::f64x4> load_columns<neon::f64x4>(const void* base, const size_t* offsets) {
+inline f32x4 narrow_small(f64x4 a) { return narrow(a); }
+inline void load_columns(const void* base, const size_t* offsets, f64x4& first, f64x4& second) {
   const float64x2_t a = vld1q_f64(doubles_at(base, offsets[0]));
   const float64x2_t b = vld1q_f64(doubles_at(base, offsets[1]));
   const float64x2_t c = vld1q_f64(doubles_at(base, offsets[2]));
   const float64x2_t d = vld1q_f64(doubles_at(base, offsets[3]));
-  return {{vzip1q_f64(a, b), vzip1q_f64(c, d)}, {vzip2q_f64(a, b), vzip2q_f64(c, d)}};
+  first = {vzip1q_f64(a, b), vzip1q_f64(c, d)};
+  second = {vzip2q_f64(a, b), vzip2q_f64(c, d)};
 }
+
+}  // namespace neon
 
 #elif !defined(VEKBF_PORTABLE) && defined(__ARM_NEON)
 
 namespace neon {
 
-// The scalar unit's doubles.
+// The scalar unit's doubles. Four members, not an array: the compiler keeps them in registers.
 struct f64x4 {
   static constexpr int kLanes = 4;
-  portable::f64x4 all;
-  static f64x4 splat(double x) { return {portable::f64x4::splat(x)}; }
+  double a, b, c, d;
+  static f64x4 splat(double x) { return {x, x, x, x}; }
 };
 
-inline f64x4 operator+(f64x4 a, f64x4 b) { return {a.all + b.all}; }
-inline f64x4 operator-(f64x4 a, f64x4 b) { return {a.all - b.all}; }
-inline f64x4 operator*(f64x4 a, f64x4 b) { return {a.all * b.all}; }
-inline f64x4 operator/(f64x4 a, f64x4 b) { return {a.all / b.all}; }
-inline f64x4 square_root(f64x4 a) { return {square_root(a.all)}; }
-inline f64x4 widen(f32x4 a) {
-  portable::f32x4 x;
-  a.store(x.v);
-  return {portable::widen(x)};
+inline f64x4 operator+(f64x4 x, f64x4 y) { return {x.a + y.a, x.b + y.b, x.c + y.c, x.d + y.d}; }
+inline f64x4 operator-(f64x4 x, f64x4 y) { return {x.a - y.a, x.b - y.b, x.c - y.c, x.d - y.d}; }
+inline f64x4 operator*(f64x4 x, f64x4 y) { return {x.a * y.a, x.b * y.b, x.c * y.c, x.d * y.d}; }
+inline f64x4 operator/(f64x4 x, f64x4 y) { return {x.a / y.a, x.b / y.b, x.c / y.c, x.d / y.d}; }
+inline f64x4 square_root(f64x4 x) {
+  return {std::sqrt(x.a), std::sqrt(x.b), std::sqrt(x.c), std::sqrt(x.d)};
 }
-inline f32x4 narrow(f64x4 a) {
-  const portable::f32x4 x = portable::narrow(a.all);
-  return f32x4::load(x.v);
+
+// The compiler goes through memory or core registers between the two units; the scalar unit reads
+// and writes the first vector registers directly.
+inline f64x4 widen(f32x4 x) {
+#if defined(__clang__)
+  float v[4];
+  x.store(v);
+  return {double{v[0]}, double{v[1]}, double{v[2]}, double{v[3]}};
+#else
+  register float32x4_t from __asm__("q0") = x.v;
+  f64x4 w;
+  __asm__(
+      "vcvt.f64.f32 %P0, s0\n\t"
+      "vcvt.f64.f32 %P1, s1\n\t"
+      "vcvt.f64.f32 %P2, s2\n\t"
+      "vcvt.f64.f32 %P3, s3"
+      : "=&w"(w.a), "=&w"(w.b), "=&w"(w.c), "=&w"(w.d)
+      : "w"(from));
+  return w;
+#endif
+}
+inline f32x4 narrow(f64x4 w) {
+#if defined(__clang__)
+  const float v[4] = {static_cast<float>(w.a), static_cast<float>(w.b), static_cast<float>(w.c),
+                      static_cast<float>(w.d)};
+  return f32x4::load(v);
+#else
+  register float32x4_t to __asm__("q0");
+  __asm__(
+      "vcvt.f32.f64 s0, %P1\n\t"
+      "vcvt.f32.f64 s1, %P2\n\t"
+      "vcvt.f32.f64 s2, %P3\n\t"
+      "vcvt.f32.f64 s3, %P4"
+      : "=&w"(to)
+      : "w"(w.a), "w"(w.b), "w"(w.c), "w"(w.d));
+  return {to};
+#endif
+}
+
+inline f32x4 narrow_small(f64x4 w) { return narrow(w); }
+inline void load_columns(const void* base, const size_t* offsets, f64x4& first, f64x4& second) {
+  const double* a = doubles_at(base, offsets[0]);
+  const double* b = doubles_at(base, offsets[1]);
+  const double* c = doubles_at(base, offsets[2]);
+  const double* d = doubles_at(base, offsets[3]);
+  first = {a[0], b[0], c[0], d[0]};
+  second = {a[1], b[1], c[1], d[1]};
 }
 
 }  // namespace neon
 
-template <>
-inline Columns<neon::f64x4> load_columns<neon::f64x4>(const void* base, const size_t* offsets) {
-  const auto [first, second] = load_columns<portable::f64x4>(base, offsets);
-  return {{first}, {second}};
-}
-
 #elif !defined(VEKBF_PORTABLE) && defined(__SSE2__)
 
 namespace sse2 {
+
+inline bool any(f32x4::Mask mask) { return _mm_movemask_ps(mask.v) != 0; }
 
 struct f64x4 {
   static constexpr int kLanes = 4;
@@ -177,17 +215,43 @@ inline f64x4 square_root(f64x4 a) { return {_mm_sqrt_pd(a.lo), _mm_sqrt_pd(a.hi)
 inline f64x4 widen(f32x4 a) { return {_mm_cvtps_pd(a.v), _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v))}; }
 inline f32x4 narrow(f64x4 a) { return {_mm_movelh_ps(_mm_cvtpd_ps(a.lo), _mm_cvtpd_ps(a.hi))}; }
 
-}  // namespace sse2
+// A conversion with a subnormal result takes these processors more than a hundred cycles. Adding
+// 2^52 rounds the same way at the unit of the subnormals, and leaves their representation in the
+// low half of the sum.
+inline f32x4 narrow_small(f64x4 a) {
+  const __m128d sign = _mm_set1_pd(-0.0);
+  const __m128d lo = _mm_andnot_pd(sign, a.lo);
+  const __m128d hi = _mm_andnot_pd(sign, a.hi);
+  const __m128d lowest_normal = _mm_set1_pd(0x1p-126);
+  const __m128d lo_small = _mm_cmplt_pd(lo, lowest_normal);
+  const __m128d hi_small = _mm_cmplt_pd(hi, lowest_normal);
+  const f32x4 normal = narrow({_mm_andnot_pd(lo_small, a.lo), _mm_andnot_pd(hi_small, a.hi)});
 
-template <>
-inline Columns<sse2::f64x4> load_columns<sse2::f64x4>(const void* base, const size_t* offsets) {
+  const __m128d scale = _mm_set1_pd(0x1p149);
+  const __m128d round = _mm_set1_pd(0x1p52);
+  const __m128 lo_sum = _mm_castpd_ps(_mm_add_pd(_mm_mul_pd(lo, scale), round));
+  const __m128 hi_sum = _mm_castpd_ps(_mm_add_pd(_mm_mul_pd(hi, scale), round));
+  const __m128 digits = _mm_shuffle_ps(lo_sum, hi_sum, _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 tops =
+      _mm_shuffle_ps(_mm_castpd_ps(a.lo), _mm_castpd_ps(a.hi), _MM_SHUFFLE(3, 1, 3, 1));
+  const __m128 small =
+      _mm_shuffle_ps(_mm_castpd_ps(lo_small), _mm_castpd_ps(hi_small), _MM_SHUFFLE(2, 0, 2, 0));
+  const __m128 subnormal = _mm_or_ps(digits, _mm_and_ps(tops, _mm_set1_ps(-0.0f)));
+  return {_mm_or_ps(normal.v, _mm_and_ps(small, subnormal))};
+}
+inline void load_columns(const void* base, const size_t* offsets, f64x4& first, f64x4& second) {
   const __m128d a = _mm_loadu_pd(doubles_at(base, offsets[0]));
   const __m128d b = _mm_loadu_pd(doubles_at(base, offsets[1]));
   const __m128d c = _mm_loadu_pd(doubles_at(base, offsets[2]));
   const __m128d d = _mm_loadu_pd(doubles_at(base, offsets[3]));
-  return {{_mm_unpacklo_pd(a, b), _mm_unpacklo_pd(c, d)},
-          {_mm_unpackhi_pd(a, b), _mm_unpackhi_pd(c, d)}};
+  first = {_mm_unpacklo_pd(a, b), _mm_unpacklo_pd(c, d)};
+  second = {_mm_unpackhi_pd(a, b), _mm_unpackhi_pd(c, d)};
 }
+
+}  // namespace sse2
+
+template <>
+inline constexpr bool kSubnormalsAreSlow<sse2::f32x4> = true;
 
 #endif
 

@@ -55,6 +55,29 @@ TYPED_TEST(AmplitudeGain, EqualsTheLibraryAtTheJointsOfTheTable) {
   }
 }
 
+TYPED_TEST(AmplitudeGain, PowerIsTheProductInItsOrder) {
+  using V = TypeParam;
+  const auto wrong = [](const float* gamma) {
+    float v[V::kLanes], gain[V::kLanes], power[V::kLanes];
+    for (int i = 0; i < V::kLanes; ++i) {
+      v[i] = scaled_snr(gamma[i]);
+      gain[i] = amplitude_gain_plain(v[i], gamma[i]);
+    }
+    gain_power(V::load(gain), V::load(gamma), V::load(v)).store(power);
+    uint64_t bad = 0;
+    for (int i = 0; i < V::kLanes; ++i) {
+      const float expected = gain[i] * (gain[i] * gamma[i]);
+      bad += (kFlushes<V> ? same_bits_flushed(power[i], expected) : same_bits(power[i], expected))
+                 ? 0
+                 : 1;
+    }
+    return bad;
+  };
+  EXPECT_EQ(for_every_float<V::kLanes>(kGainLowestSnr, kGainHighestSnr, 2003, wrong, 1), 0u);
+  // About the v where the short cut to zero begins.
+  EXPECT_EQ(for_every_float<V::kLanes>(690.0f, 711.0f, 37, wrong, 1), 0u);
+}
+
 TYPED_TEST(AmplitudeGain, MixedGroupsEqualTheLibrary) {
   const float gammas[] = {0.001f,  1000.0f, 0.0099f, 1.0f, 31.6f, 880.0f, 0.02f, 1000.0f,
                           1000.0f, 0.001f,  5.0f,    0.3f, 77.0f, 0.001f, 2.0f,  999.0f};
