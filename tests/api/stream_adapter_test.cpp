@@ -137,7 +137,7 @@ TEST(StreamAdapterTest, AnyChunkLengthsGiveWhatTheBlocksGive) {
   unsigned seed = 1;
   for (const int channels : {1, 2, 4}) {
     for (const VekBfAlgorithm algorithm : {VEK_FIXED_BF, VEK_ADAPTIVE_BF}) {
-      for (const std::size_t frames : {0, 1, 127, 128, 129, 383, 384, 385, 3000}) {
+      for (const std::size_t frames : {0u, 1u, 127u, 128u, 129u, 383u, 384u, 385u, 3000u}) {
         SCOPED_TRACE(testing::Message() << channels << " channels, algorithm " << algorithm << ", "
                                         << frames << " frames");
         const VekBfInit array = line_of(channels, algorithm);
