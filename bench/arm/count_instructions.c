@@ -2,8 +2,8 @@
 /*
  * Plugin for the user-mode emulator that counts the guest instructions of a run and prints
  * "instructions N" on standard error at exit. Two runs that differ only in their number of
- * iterations, subtracted, give a figure that repeats exactly. The few prototypes of the plugin interface
- * (version 1) that it needs are declared here, so that no header has to be installed.
+ * iterations, subtracted, give a figure that repeats exactly. The few prototypes of the plugin
+ * interface (version 1) that it needs are declared here, so that no header has to be installed.
  */
 #include <stddef.h>
 #include <stdint.h>

@@ -44,75 +44,72 @@ AT_COMPILE_TIME(constants, VEK_BF_MAX_MICS == 4 && VEK_BF_BLOCK_FRAMES == 128 &&
 
 static int failures = 0;
 
-static void expect(int condition, const char *what)
-{
-    if (condition) return;
-    failures++;
-    fprintf(stderr, "failed: %s\n", what);
+static void expect(int condition, const char *what) {
+  if (condition) return;
+  failures++;
+  fprintf(stderr, "failed: %s\n", what);
 }
 
 /* A 500 Hz tone that reaches both microphones at once: from broadside it must come out. */
-static void run_tone(VekBfAlgorithm algorithm)
-{
-    static const int16_t tone[32] = {0,     780,   1531,  2222,  2828,  3326,  3696,  3923,
-                                     4000,  3923,  3696,  3326,  2828,  2222,  1531,  780,
-                                     0,     -780,  -1531, -2222, -2828, -3326, -3696, -3923,
-                                     -4000, -3923, -3696, -3326, -2828, -2222, -1531, -780};
-    int16_t in[2 * VEK_BF_BLOCK_FRAMES];
-    int16_t out[VEK_BF_BLOCK_FRAMES];
-    VekBfInit array;
-    VekBfConfig config;
-    VekBfHandle beam;
-    uint32_t samples = 0;
-    void *buffer = malloc(VekBf_GetBufferSize());
-    int t, b, loudest = 0;
+static void run_tone(VekBfAlgorithm algorithm) {
+  static const int16_t tone[32] = {0,     780,   1531,  2222,  2828,  3326,  3696,  3923,
+                                   4000,  3923,  3696,  3326,  2828,  2222,  1531,  780,
+                                   0,     -780,  -1531, -2222, -2828, -3326, -3696, -3923,
+                                   -4000, -3923, -3696, -3326, -2828, -2222, -1531, -780};
+  int16_t in[2 * VEK_BF_BLOCK_FRAMES];
+  int16_t out[VEK_BF_BLOCK_FRAMES];
+  VekBfInit array;
+  VekBfConfig config;
+  VekBfHandle beam;
+  uint32_t samples = 0;
+  void *buffer = malloc(VekBf_GetBufferSize());
+  int t, b, loudest = 0;
 
-    memset(&array, 0, sizeof array);
-    array.sampleRate = 16000;
-    array.bitWidth = 16;
-    array.micNum = 2;
-    array.soundSpeed = 343;
-    array.algorithm = algorithm;
-    array.geometry = VEK_BF_UNIFORM_LINEAR_ARRAY;
-    array.micCoordinate[1][0] = 0.05f;
-    config.vadThreshold = 0.5f;
-    config.intensity = 5;
+  memset(&array, 0, sizeof array);
+  array.sampleRate = 16000;
+  array.bitWidth = 16;
+  array.micNum = 2;
+  array.soundSpeed = 343;
+  array.algorithm = algorithm;
+  array.geometry = VEK_BF_UNIFORM_LINEAR_ARRAY;
+  array.micCoordinate[1][0] = 0.05f;
+  config.vadThreshold = 0.5f;
+  config.intensity = 5;
 
-    beam = VekBf_Init(buffer, &array);
-    expect((void *)beam == buffer, "the handle is the buffer");
-    expect(VekBf_SetConfig(beam, &config) == VEK_BF_OK, "VekBf_SetConfig");
-    expect(VekBf_GetConfig(beam) == VEK_BF_OK, "VekBf_GetConfig");
-    expect(VekBf_GetInputSamples(beam, &samples) == VEK_BF_OK, "VekBf_GetInputSamples");
-    expect(samples == 2 * VEK_BF_BLOCK_FRAMES, "two channels of 128 frames");
-    for (t = 0; t < VEK_BF_BLOCK_FRAMES; t++) in[2 * t] = in[2 * t + 1] = tone[t % 32];
-    /* The adaptive beamformer starts from the fixed one: in the first output that holds the tone
-       neither has had time to take any of it away. */
-    for (b = 0; b < 4; b++) expect(VekBf_Run(beam, in, out, 90) == VEK_BF_OK, "VekBf_Run");
-    for (t = 0; t < VEK_BF_BLOCK_FRAMES; t++)
-        if (out[t] > loudest) loudest = out[t];
-    expect(loudest > 1000, "the tone is heard");
-    expect(VekBf_Free(beam) == VEK_BF_OK, "VekBf_Free");
-    free(buffer);
+  beam = VekBf_Init(buffer, &array);
+  expect((void *)beam == buffer, "the handle is the buffer");
+  expect(VekBf_SetConfig(beam, &config) == VEK_BF_OK, "VekBf_SetConfig");
+  expect(VekBf_GetConfig(beam) == VEK_BF_OK, "VekBf_GetConfig");
+  expect(VekBf_GetInputSamples(beam, &samples) == VEK_BF_OK, "VekBf_GetInputSamples");
+  expect(samples == 2 * VEK_BF_BLOCK_FRAMES, "two channels of 128 frames");
+  for (t = 0; t < VEK_BF_BLOCK_FRAMES; t++) in[2 * t] = in[2 * t + 1] = tone[t % 32];
+  /* The adaptive beamformer starts from the fixed one: in the first output that holds the tone
+     neither has had time to take any of it away. */
+  for (b = 0; b < 4; b++) expect(VekBf_Run(beam, in, out, 90) == VEK_BF_OK, "VekBf_Run");
+  for (t = 0; t < VEK_BF_BLOCK_FRAMES; t++)
+    if (out[t] > loudest) loudest = out[t];
+  expect(loudest > 1000, "the tone is heard");
+  expect(VekBf_Free(beam) == VEK_BF_OK, "VekBf_Free");
+  free(buffer);
 }
 
-int main(void)
-{
-    VekBfConfig config;
-    uint32_t samples = 7;
-    int16_t block[VEK_BF_BLOCK_FRAMES];
+int main(void) {
+  VekBfConfig config;
+  uint32_t samples = 7;
+  int16_t block[VEK_BF_BLOCK_FRAMES];
 
-    memset(&config, 0, sizeof config);
-    memset(block, 0, sizeof block);
-    expect(VekBf_GetLibVersion() == 57, "length of the banner");
-    expect(VekBf_GetBufferSize() == 82352, "size of the working buffer");
-    expect(VekBf_Init(NULL, NULL) == NULL, "VekBf_Init(NULL)");
-    expect(VekBf_SetConfig(NULL, &config) == VEK_BF_ERR_NULL_HANDLE, "VekBf_SetConfig(NULL)");
-    expect(VekBf_GetConfig(NULL) == VEK_BF_OK, "VekBf_GetConfig(NULL)");
-    expect(VekBf_GetInputSamples(NULL, &samples) == VEK_BF_ERR_NULL_HANDLE && samples == 7,
-           "VekBf_GetInputSamples(NULL)");
-    expect(VekBf_Run(NULL, block, block, 0) == VEK_BF_ERR_NULL_HANDLE, "VekBf_Run(NULL)");
-    expect(VekBf_Free(NULL) == VEK_BF_ERR_NULL_HANDLE, "VekBf_Free(NULL)");
-    run_tone(VEK_FIXED_BF);
-    run_tone(VEK_ADAPTIVE_BF);
-    return failures != 0;
+  memset(&config, 0, sizeof config);
+  memset(block, 0, sizeof block);
+  expect(VekBf_GetLibVersion() == 57, "length of the banner");
+  expect(VekBf_GetBufferSize() == 82352, "size of the working buffer");
+  expect(VekBf_Init(NULL, NULL) == NULL, "VekBf_Init(NULL)");
+  expect(VekBf_SetConfig(NULL, &config) == VEK_BF_ERR_NULL_HANDLE, "VekBf_SetConfig(NULL)");
+  expect(VekBf_GetConfig(NULL) == VEK_BF_OK, "VekBf_GetConfig(NULL)");
+  expect(VekBf_GetInputSamples(NULL, &samples) == VEK_BF_ERR_NULL_HANDLE && samples == 7,
+         "VekBf_GetInputSamples(NULL)");
+  expect(VekBf_Run(NULL, block, block, 0) == VEK_BF_ERR_NULL_HANDLE, "VekBf_Run(NULL)");
+  expect(VekBf_Free(NULL) == VEK_BF_ERR_NULL_HANDLE, "VekBf_Free(NULL)");
+  run_tone(VEK_FIXED_BF);
+  run_tone(VEK_ADAPTIVE_BF);
+  return failures != 0;
 }

@@ -400,7 +400,7 @@ TEST(Vad, AbsurdBinCountsGiveNull) {
   const auto bins = static_cast<size_t>(actual.binCount > 0 ? actual.binCount : 0);
   for (const auto& field : arrays) {
     auto same = same_floats(actual.*field.array, expected.*field.array, bins,
-                                  kFlushes && field.mayBeSubnormal);
+                            kFlushes && field.mayBeSubnormal);
     if (!same) return same << " of " << field.name;
   }
   return ::testing::AssertionSuccess();
