@@ -1,0 +1,156 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Every code block of docs/integration.md, against an installed tree. A block that no test here uses is a failure.
+
+    check_integration.py ROOT TREE
+"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT, TREE = Path(sys.argv[1]), Path(sys.argv[2])
+LIBRARY = next(TREE.rglob("libvekbf.so"))
+TEXT = (ROOT / "docs/integration.md").read_text()
+BLOCKS = re.findall(r"^```([a-z]+)\n(.*?)^```$", TEXT, re.MULTILINE | re.DOTALL)
+STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
+HOST = ROOT / "tests/packaging/consumers/host.c"
+used = set()
+
+
+def block(language, word):
+    """The one block of this language that holds the word."""
+    (found,) = [i for i, (kind, text) in enumerate(BLOCKS) if kind == language and word in text]
+    used.add(found)
+    return BLOCKS[found][1]
+
+
+class IntegrationTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        self.environment = {k: v for k, v in os.environ.items() if not k.endswith("FLAGS")}
+        self.environment["PKG_CONFIG_LIBDIR"] = str(LIBRARY.parent / "pkgconfig")
+
+    def run_here(self, *command, **options):
+        options = {"cwd": self.folder, "env": self.environment, "check": True, "stdout": subprocess.DEVNULL, **options}
+        return subprocess.run(command, **options)
+
+    def run_c(self, text, main, *more, standard="c99"):
+        """Compiles the block with a main function behind it, runs that and returns what it did."""
+        (self.folder / "host.c").write_text(text + "\n" + main)
+        flags = [f"-std={standard}", *STRICT, f"-I{TREE}/include", f"-I{ROOT}/examples"]
+        self.run_here(
+            "cc", *flags, "-o", "host", "host.c", *more, LIBRARY, f"-Wl,-rpath,{LIBRARY.parent}"
+        )
+        return self.run_here("./host", stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def run_cmake(self, text):
+        head = "cmake_minimum_required(VERSION 3.21)\nproject(recorder LANGUAGES C CXX)\n"
+        head += f"add_executable(recorder {HOST})\n"
+        (self.folder / "CMakeLists.txt").write_text(head + text)
+        self.run_here("cmake", "-G", "Ninja", "-S", ".", "-B", "build", f"-DCMAKE_PREFIX_PATH={TREE}")
+        return self.folder / "build"
+
+    def test_find_package(self):
+        self.run_here("cmake", "--build", self.run_cmake(block("cmake", "find_package")))
+        self.run_here("build/recorder")
+
+    def test_add_subdirectory(self):
+        # That it builds and runs too is shown by library_alone.sh.
+        (self.folder / "third_party").mkdir()
+        (self.folder / "third_party/vekbf").symlink_to(ROOT)
+        self.run_cmake(block("cmake", "add_subdirectory"))
+
+    def test_makefile(self):
+        (self.folder / "recorder.c").write_text(HOST.read_text())
+        (self.folder / "Makefile").write_text(block("make", "pkg-config") + "recorder: recorder.o\n")
+        self.run_here("make")
+        self.run_here("./recorder", env={**self.environment, "LD_LIBRARY_PATH": str(LIBRARY.parent)})
+
+    def test_by_hand(self):
+        (self.folder / "recorder.c").write_text(HOST.read_text())
+        self.run_here("sh", "-euc", block("sh", "recorder.c"))
+        self.run_here("./recorder", env={**self.environment, "LD_LIBRARY_PATH": str(LIBRARY.parent)})
+
+    def test_callback(self):
+        main = """
+int main(void) {
+  static int16_t in[2 * 1000], out[1000];
+  int i;
+  for (i = 0; i < 2000; i++) in[i] = 4000;
+  if (start() != 0) return 1;
+  for (i = 0; i < 10; i++) on_period(in, out, 100 + (size_t)i);
+  stream_close(&stream);
+  return out[50] > 3000 ? 0 : 2;
+}
+"""
+        self.run_c(block("c", "on_period"), main, ROOT / "examples/stream_adapter.c")
+
+    def test_static_memory(self):
+        main = """
+int main(void) {
+  VekBfInit array = {16000, 16, 1, 343, VEK_FIXED_BF, VEK_BF_UNIFORM_LINEAR_ARRAY, {{0, 0}}};
+  VekBfConfig config = {0.5f, 5};
+  VekBfHandle beam = beam_in_static_memory(&array);
+  return (void *)beam == &memory && VekBf_SetConfig(beam, &config) == VEK_BF_OK && VekBf_Free(beam) == VEK_BF_OK
+             ? 0 : 1;
+}
+"""
+        self.run_c(block("c", "static_memory"), main)
+
+    def test_angle_from_another_thread(self):
+        main = """
+int main(void) {
+  int16_t block[128] = {0};
+  follow(60);
+  return run(0, block, block) == VEK_BF_ERR_NULL_HANDLE && talker == 60 ? 0 : 1;
+}
+"""
+        self.run_c(block("c", "stdatomic"), main, standard="c11")
+
+    def test_standard_output(self):
+        main = """
+#include "vek_bf.h"
+int main(void) {
+  FILE *audio = take_standard_output();
+  if (audio == NULL) return 1;
+  fputs("audio", audio);
+  VekBf_GetBufferSize();
+  return fclose(audio);
+}
+"""
+        result = self.run_c(block("c", "take_standard_output"), main, standard="gnu99")
+        self.assertEqual(result.stdout, b"audio")
+        self.assertEqual(result.stderr, b"[ALGO_MSG_MSG, VekBf_GetBufferSize] Working buffer size is 82352 bytes\n")
+
+    def test_python(self):
+        environment = {**self.environment, "PYTHONPATH": str(ROOT / "python"), "VEKBF_LIBRARY": str(LIBRARY)}
+        result = self.run_here(
+            sys.executable, "-B", "-c", block("python", "Beamformer"), env=environment, stdout=subprocess.PIPE
+        )
+        self.assertEqual(result.stdout, b"")
+
+    def test_times(self):
+        rows = re.findall(r"^\| +(\d+) Hz \| +([\d.]+) ms \| +([\d.]+) ms \| +([\d.]+) ms \|$", TEXT, re.MULTILINE)
+        self.assertEqual(len(rows), 3)
+        for rate, *times in rows:
+            for samples, time in zip((128, 384, 511), times):
+                self.assertAlmostEqual(float(time), 1000 * samples / int(rate), delta=0.05)
+
+    def test_links(self):
+        for target in re.findall(r"\]\(([^)#]+)\)", TEXT):
+            self.assertTrue((ROOT / "docs" / target).exists(), target)
+
+    def test_zz_every_block_was_used(self):
+        # Runs last: tests run in the order of their names.
+        self.assertEqual([BLOCKS[i] for i in range(len(BLOCKS)) if i not in used], [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
