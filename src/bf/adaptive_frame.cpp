@@ -18,6 +18,9 @@ void adaptive_frame(Instance* instance) {
   if (detector != nullptr && detector->mcra != nullptr) {
     vekbf::smooth_presence_gain(*instance, detector->mcra->speechProb);
   }
-  vekbf::cancel_sidelobes(*instance);
+  // Without a transform there is nothing to cancel, and before a configuration the steps would be
+  // divided by a regularizer of zero: the blocking coefficients, which a configuration keeps, must
+  // not learn not-a-number from that.
+  if (instance->fftState != nullptr) vekbf::cancel_sidelobes(*instance);
   vekbf::synthesise(*instance, instance->outBeam);
 }

@@ -126,11 +126,14 @@ void adaptive_frame(Instance* instance) {
   form_fixed_beam(instance);
   static_cast<void>(reference::vad_run(instance->vadState, instance->beamPower));
   if (instance->vadState != nullptr) smooth_presence_gain(instance);
-  gate_reference(instance);
-  block_and_cancel(instance);
-  form_output_and_smooth_powers(instance);
-  normalise_steps(instance);
-  adapt(instance);
+  // Without a transform nothing adapts; the refusal of the synthesis remains.
+  if (instance->fftState != nullptr) {
+    gate_reference(instance);
+    block_and_cancel(instance);
+    form_output_and_smooth_powers(instance);
+    normalise_steps(instance);
+    adapt(instance);
+  }
   synthesise(instance, instance->outBeam);
 }
 

@@ -489,6 +489,31 @@ TEST(Unconfigured, EveryGeometryAndAnyRecordIsSafe) {
   }
 }
 
+// The blocking coefficients outlive a configuration, so blocks that came too early must not reach
+// them.
+TEST(Unconfigured, BlocksBeforeTheConfigurationLeaveNoTrace) {
+  for (VekBfAlgorithm algorithm : kAlgorithms) {
+    const VekBfInit init = array_of(2, algorithm);
+    Beam early(init), fresh(init);
+    Random random(73);
+    for (int b = 0; b < 3; ++b) {
+      const Block in = noise_block(random, 2);
+      printed([&] { EXPECT_EQ(early.run(in, 60), kSilence); });
+    }
+    ASSERT_EQ(early.configure(), VEK_BF_OK);
+    ASSERT_EQ(fresh.configure(), VEK_BF_OK);
+    bool heard = false;
+    for (int b = 0; b < 8; ++b) {
+      const Block in = noise_block(random, 2);
+      const Block out = early.run(in, 60);
+      EXPECT_EQ(out, fresh.run(in, 60)) << "block " << b;
+      EXPECT_TRUE(same_instances(early.record(), fresh.record())) << "block " << b;
+      heard = heard || out != kSilence;
+    }
+    EXPECT_TRUE(heard);
+  }
+}
+
 // With one microphone nothing is steered, so the frames can be followed by hand: after block n the
 // output is still silent while the samples wait in the accumulator, weighted by the squared window
 // once for every frame that has held them.
