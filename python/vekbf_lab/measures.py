@@ -49,3 +49,26 @@ def pause_power_db(reference, estimate, rate):
         raise ValueError("the talker makes no pause")
     gain = target_gain(reference, estimate)
     return db(frame_powers(estimate / gain, rate)[quiet].mean() / 32768.0**2)
+
+
+def snr(reference, estimate):
+    """Power of the reference over that of every difference from it, a difference in level included, in dB."""
+    difference = estimate - reference
+    with np.errstate(divide="ignore"):
+        return db(np.dot(reference, reference) / np.dot(difference, difference))
+
+
+def segmental_snr(reference, estimate, rate, lowest=-10.0, highest=35.0):
+    """Mean over frames of the frames' SNR in dB, each limited to [lowest, highest] (Hansen and Pellom 1998). Frames in
+    which the talker pauses are left out."""
+    talk = ~pauses(reference, rate)
+    signal = frame_powers(reference, rate)[talk]
+    noise = frame_powers(estimate - reference, rate)[talk]
+    with np.errstate(divide="ignore", invalid="ignore"):
+        ratios = np.where(noise > 0, db(signal / noise), highest)
+    return np.clip(ratios, lowest, highest).mean()
+
+
+def level_dbfs(signal):
+    """Mean power in dB of 16-bit full scale."""
+    return db(np.mean(signal**2) / 32768.0**2)

@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: MIT
+"""The command line: one subcommand per module."""
+
+import argparse
+import os
+import sys
+
+from . import compare
+from .errors import LabError
+
+COMMANDS = (compare,)
+
+
+class Parser(argparse.ArgumentParser):
+    """Says what is wrong in one line, without the usage above it."""
+
+    def error(self, message):
+        self.exit(2, f"{self.prog}: {message}\n")
+
+
+def parser():
+    top = Parser(prog="vekbf-lab", description="The tuner's desk: make scenes, look at recordings, measure beams.")
+    commands = top.add_subparsers(dest="command", required=True, metavar="COMMAND")
+    for module in COMMANDS:
+        name = module.__name__.rsplit(".", 1)[-1]
+        text = module.__doc__.splitlines()[0]
+        command = commands.add_parser(name, help=text, description=module.__doc__)
+        module.add_arguments(command)
+        command.set_defaults(run=module.run)
+    return top
+
+
+def main(arguments=None):
+    """Run one subcommand; 0 on success, 1 for what went wrong, 2 for a wrong command line."""
+    options = parser().parse_args(arguments)
+    try:
+        status = options.run(options) or 0
+        sys.stdout.flush()
+        return status
+    except BrokenPipeError:
+        # Whoever read the output has seen enough; nothing may be written to it at exit.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 1
+    except (LabError, OSError) as error:
+        print(f"vekbf-lab: {error}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        print("vekbf-lab: interrupted", file=sys.stderr)
+        return 130
