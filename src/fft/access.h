@@ -17,7 +17,7 @@ struct Input {
   const Complex* values;
 
   template <class V>
-  Pairs<V> load(int i) const {
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
     return simd::load_pairs<V>(values + i);
   }
 };
@@ -26,7 +26,7 @@ struct Output {
   Complex* values;
 
   template <class V>
-  void store(int i, Pairs<V> c) const {
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     store_pairs(values + i, c);
   }
 };
@@ -40,11 +40,11 @@ struct PlanarWork {
   PlanarWork(Complex* values, int count) : re(as_floats(values)), im(re + count) {}
 
   template <class V>
-  Pairs<V> load(int i) const {
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
     return {V::load(re + i), V::load(im + i)};
   }
   template <class V>
-  void store(int i, Pairs<V> c) const {
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     c.re.store(re + i);
     c.im.store(im + i);
   }
@@ -57,11 +57,11 @@ struct PairedWork {
   PairedWork(Complex* area, int) : values(area) {}
 
   template <class V>
-  Pairs<V> load(int i) const {
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
     return simd::load_pairs<V>(values + i);
   }
   template <class V>
-  void store(int i, Pairs<V> c) const {
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     store_pairs(values + i, c);
   }
 };
@@ -85,12 +85,12 @@ struct Exchanged {
   Inner inner;
 
   template <class V>
-  Pairs<V> load(int i) const {
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
     const Pairs<V> c = inner.template load<V>(i);
     return {c.im, c.re};
   }
   template <class V>
-  void store(int i, Pairs<V> c) const {
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     inner.template store<V>(i, {c.im, c.re});
   }
 };
@@ -101,7 +101,7 @@ struct Scaled {
   float gain;
 
   template <class V>
-  void store(int i, Pairs<V> c) const {
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     const V g = V::splat(gain);
     inner.template store<V>(i, {c.re * g, c.im * g});
   }
@@ -109,27 +109,33 @@ struct Scaled {
 
 // Real samples two by two as complex values, windowed in place on the way in.
 struct WindowedInput {
-  Complex* samples;
-  const Complex* window;
+  float* samples;
+  const float* window;
 
   template <class V>
-  Pairs<V> load(int i) const {
-    const Pairs<V> x = simd::load_pairs<V>(samples + i);
-    const Pairs<V> w = simd::load_pairs<V>(window + i);
-    const Pairs<V> product = {x.re * w.re, x.im * w.im};
-    store_pairs(samples + i, product);
-    return product;
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
+    float* x = samples + 2 * i;
+    const float* w = window + 2 * i;
+    V first = V::load(x) * V::load(w);
+    V second = V::load(x + V::kLanes) * V::load(w + V::kLanes);
+    first.store(x);
+    second.store(x + V::kLanes);
+    deinterleave(first, second);
+    return {first, second};
   }
 };
 
 struct WindowedOutput {
-  Complex* samples;
-  const Complex* window;
+  float* samples;
+  const float* window;
 
   template <class V>
-  void store(int i, Pairs<V> c) const {
-    const Pairs<V> w = simd::load_pairs<V>(window + i);
-    store_pairs(samples + i, Pairs<V>{c.re * w.re, c.im * w.im});
+  [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
+    float* x = samples + 2 * i;
+    const float* w = window + 2 * i;
+    interleave(c.re, c.im);
+    (c.re * V::load(w)).store(x);
+    (c.im * V::load(w + V::kLanes)).store(x + V::kLanes);
   }
 };
 

@@ -15,7 +15,7 @@ struct Radix4 {
 };
 
 template <class V>
-inline Radix4<V> radix4(Pairs<V> t0, Pairs<V> t1, Pairs<V> t2, Pairs<V> t3) {
+[[gnu::always_inline]] inline Radix4<V> radix4(Pairs<V> t0, Pairs<V> t1, Pairs<V> t2, Pairs<V> t3) {
   const Pairs<V> a = t0 + t2;
   const Pairs<V> b = t0 - t2;
   const Pairs<V> c = t1 + t3;
@@ -31,7 +31,7 @@ struct Radix8 {
 
 // From the butterflies of the even and of the odd inputs.
 template <class V>
-inline Radix8<V> radix8(const Radix4<V>& even, const Radix4<V>& odd) {
+[[gnu::always_inline]] inline Radix8<V> radix8(const Radix4<V>& even, const Radix4<V>& odd) {
   const V h = V::splat(0.70710677f);
   const Pairs<V> o1 = odd.y1;
   const Pairs<V> o2 = odd.y2;

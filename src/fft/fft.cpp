@@ -34,6 +34,13 @@ void multiply_from(int32_t i, int32_t count, float* samples, const float* window
   for (; i < count; ++i) samples[i] = samples[i] * window[i];
 }
 
+void accumulate(float* sums, const float* values, int32_t count) {
+  vekbf::simd::for_each_lane(count, [&](auto lane, int i) {
+    using V = decltype(lane);
+    (V::load(sums + i) + V::load(values + i)).store(sums + i);
+  });
+}
+
 // What the engine transforms of a frame; an odd frame has one sample more.
 int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncfft; }
 
@@ -47,10 +54,7 @@ void inverse(FftState* state, const float* in, float* out) {
   const Complex* spectrum = reinterpret_cast<const Complex*>(in);
   const bool done = vekbf::fft::windowed_inverse(out, spectrum, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, state->window);
-  vekbf::simd::for_each_lane(state->fftSize, [&](auto lane, int i) {
-    using V = decltype(lane);
-    (V::load(state->windowSqSum + i) + V::load(state->windowSq + i)).store(state->windowSqSum + i);
-  });
+  accumulate(state->windowSqSum, state->windowSq, state->fftSize);
 }
 
 }  // namespace

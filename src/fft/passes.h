@@ -11,7 +11,8 @@ namespace vekbf::fft {
 
 // Four sequences of four values each, one sequence per lane, go out one after the other.
 template <class V, class Sink>
-inline void store_sequences(const Sink& out, int at, int stride, Radix4<V> y) {
+[[gnu::always_inline]] inline void store_sequences(const Sink& out, int at, int stride,
+                                                   Radix4<V> y) {
   transpose(y.y0.re, y.y1.re, y.y2.re, y.y3.re);
   transpose(y.y0.im, y.y1.im, y.y2.im, y.y3.im);
   out.template store<V>(at, y.y0);
@@ -21,7 +22,7 @@ inline void store_sequences(const Sink& out, int at, int stride, Radix4<V> y) {
 }
 
 template <class V, class Source>
-inline Radix4<V> first_butterfly(const Source& in, int g, int stride) {
+[[gnu::always_inline]] inline Radix4<V> first_butterfly(const Source& in, int g, int stride) {
   const Pairs<V> f0 = in.template load<V>(g);
   const Pairs<V> f1 = in.template load<V>(g + stride);
   const Pairs<V> f2 = in.template load<V>(g + 2 * stride);
@@ -31,14 +32,14 @@ inline Radix4<V> first_butterfly(const Source& in, int g, int stride) {
 
 // The first pass runs over neighbouring sequences, because a sequence is one value long.
 template <class V, class Source, class Sink>
-inline void first_pass_radix4(const Source& in, const Sink& out, int n) {
+inline void first_pass_radix4(Source in, Sink out, int n) {
   for (int g = 0; g < n / 4; g += V::kLanes) {
     store_sequences<V>(out, 4 * g, 4, first_butterfly<V>(in, g, n / 4));
   }
 }
 
 template <class V, class Source, class Sink>
-inline void first_pass_radix8(const Source& in, const Sink& out, int n) {
+inline void first_pass_radix8(Source in, Sink out, int n) {
   for (int g = 0; g < n / 8; g += V::kLanes) {
     const Radix4<V> even = first_butterfly<V>(in, g, n / 4);
     const Radix4<V> odd = first_butterfly<V>(in, g + n / 8, n / 4);
@@ -59,22 +60,25 @@ struct Twiddles {
 };
 
 template <class V, class Source, class Sink>
-inline void later_butterfly(const Source& in, const Sink& out, int from, int quarter, int to, int m,
-                            const Twiddles<V>& w) {
-  const Pairs<V> t0 = in.template load<V>(from);
+[[gnu::always_inline]] inline void later_butterfly(Source in, Sink out, int from, int quarter,
+                                                   int to, int m, const Twiddles<V>& w) {
   const Pairs<V> t1 = in.template load<V>(from + quarter) * w.w1;
-  const Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w.w2;
   const Pairs<V> t3 = in.template load<V>(from + 3 * quarter) * w.w3;
-  const Radix4<V> y = radix4(t0, t1, t2, t3);
-  out.template store<V>(to, y.y0);
-  out.template store<V>(to + m, y.y1);
-  out.template store<V>(to + 2 * m, y.y2);
-  out.template store<V>(to + 3 * m, y.y3);
+  const Pairs<V> c = t1 + t3;
+  const Pairs<V> d = t1 - t3;
+  const Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w.w2;
+  const Pairs<V> t0 = in.template load<V>(from);
+  const Pairs<V> a = t0 + t2;
+  const Pairs<V> b = t0 - t2;
+  out.template store<V>(to, a + c);
+  out.template store<V>(to + 2 * m, a - c);
+  out.template store<V>(to + m, Pairs<V>{b.re + d.im, b.im - d.re});
+  out.template store<V>(to + 3 * m, Pairs<V>{b.re - d.im, b.im + d.re});
 }
 
 // Sequences of m values become sequences of 4m; the twiddles of one j serve all of them.
 template <class V, class Source, class Sink>
-inline void middle_pass(const Source& in, const Sink& out, const Complex* line, int n, int m) {
+inline void middle_pass(Source in, Sink out, const Complex* line, int n, int m) {
   const int quarter = n / 4;
   for (int j = 0; j < m; j += V::kLanes) {
     const Twiddles<V> w(line, j, m);
@@ -85,7 +89,7 @@ inline void middle_pass(const Source& in, const Sink& out, const Complex* line, 
 }
 
 template <class V, class Source, class Sink>
-inline void last_pass(const Source& in, const Sink& out, const Complex* line, int n) {
+inline void last_pass(Source in, Sink out, const Complex* line, int n) {
   const int m = n / 4;
   for (int j = 0; j < m; j += V::kLanes) {
     later_butterfly<V>(in, out, j, m, j, m, Twiddles<V>(line, j, m));
@@ -112,8 +116,7 @@ struct BeforeLast {
 // areas of n values. `twiddles` holds the lines of the passes after the first. `in` may be the area
 // `b`.
 template <class V, class Source>
-inline BeforeLast<V> all_but_last(const Source& in, Work<V> a, Work<V> b, const Complex* twiddles,
-                                  int n) {
+inline BeforeLast<V> all_but_last(Source in, Work<V> a, Work<V> b, const Complex* twiddles, int n) {
   int m = first_radix(n);
   if (m == 4) {
     first_pass_radix4<V>(in, a, n);

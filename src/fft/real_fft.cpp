@@ -31,13 +31,13 @@ namespace vekbf::fft {
 
 bool windowed_forward(Complex* out, float* in, const float* window, const RealFftPlan* plan) {
   if (!is_supported(plan)) return false;
-  real_forward<f32x4>(out, WindowedInput{as_complex(in), as_complex(window)}, *plan);
+  real_forward<f32x4>(out, WindowedInput{in, window}, *plan);
   return true;
 }
 
 bool windowed_inverse(float* out, const Complex* in, const float* window, const RealFftPlan* plan) {
   if (!is_supported(plan)) return false;
-  real_inverse<f32x4>(WindowedOutput{as_complex(out), as_complex(window)}, in, *plan);
+  real_inverse<f32x4>(WindowedOutput{out, window}, in, *plan);
   return true;
 }
 

@@ -29,18 +29,19 @@ inline void real_forward(Complex* out, const Source& in, const RealFftPlan& plan
   out[n] = {z0.re.v - z0.im.v, 0.0f};
 }
 
+// The merge leaves its values exchanged, as the inverse wants them.
 template <class V, class Sink>
 inline void real_inverse(const Sink& out, const Complex* in, const RealFftPlan& plan) {
   const int n = plan.ncfft;
   const Work<V> first(plan.buffer, n);
   const Work<V> second(plan.buffer + n, n);
+  const Exchanged<Work<V>> merged{first};
   const simd::f32x1 sum = {(in[0].re + in[n].re) * 0.5f};
   const simd::f32x1 difference = {(in[0].re - in[n].re) * 0.5f};
-  first.store(0, Pairs<simd::f32x1>{sum, difference});
-  merge<V>(Input{in}, first, plan.superTwiddles, n);
+  merged.store(0, Pairs<simd::f32x1>{sum, difference});
+  merge<V>(Input{in}, merged, plan.superTwiddles, n);
 
-  const Exchanged<Work<V>> source{first};
-  const BeforeLast<V> rest = all_but_last<V>(source, second, first, lines_of(n, plan.twiddles), n);
+  const BeforeLast<V> rest = all_but_last<V>(first, second, first, lines_of(n, plan.twiddles), n);
   const float gain = 1.0f / static_cast<float>(n);
   last_pass<V>(rest.work, Exchanged<Scaled<Sink>>{{out, gain}}, rest.line, n);
 }

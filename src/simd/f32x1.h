@@ -27,6 +27,8 @@ struct f32x1 {
 inline f32x1 operator+(f32x1 a, f32x1 b) { return {a.v + b.v}; }
 inline f32x1 operator-(f32x1 a, f32x1 b) { return {a.v - b.v}; }
 inline f32x1 operator*(f32x1 a, f32x1 b) { return {a.v * b.v}; }
+inline f32x1 plus_product(f32x1 a, f32x1 b, f32x1 c) { return a + b * c; }
+inline f32x1 minus_product(f32x1 a, f32x1 b, f32x1 c) { return a - b * c; }
 inline f32x1 operator/(f32x1 a, f32x1 b) { return {a.v / b.v}; }
 inline bool greater(f32x1 a, f32x1 b) { return a.v > b.v; }
 inline bool greater_equal(f32x1 a, f32x1 b) { return a.v >= b.v; }

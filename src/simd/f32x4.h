@@ -8,7 +8,8 @@
 // A lane type V (f32x4 of a backend, or the one-lane f32x1) has
 //   V::kLanes, V::load(p), V::splat(x), v.store(p)         no alignment needed
 //   a + b, a - b, a * b, a / b                             IEEE single, each rounded
-//   greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
+//   plus_product(a, b, c), minus_product(a, b, c)          a + b * c, a - b * c, the product
+//   rounded greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
 //   select(mask, a, b)                                     a where the mask is set, else b
 //   load_pairs<V>(p), store_pairs(p, c)                    complex values, split into re and im
 //   magnitude(re, im)                                      the same float as cabsf
@@ -17,7 +18,7 @@
 //   load_int16<V>(p)                                       16-bit samples as floats
 //   add_truncated(acc, v)                                  int16: acc[i] += saturated v[i], wraps
 // and the four-lane types also
-//   reverse(v), transpose(a, b, c, d)
+//   reverse(v), transpose(a, b, c, d), interleave(a, b), deinterleave(a, b)
 //
 // On 32-bit ARM the vector unit flushes subnormal operands and results to zero; nothing else
 // differs.

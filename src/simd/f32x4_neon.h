@@ -97,18 +97,16 @@ inline f32x4 reverse(f32x4 a) {
 }
 
 // gcc 12 moves vectors about, some by way of the stack, to give the intrinsics of the next three
-// operations (and that of a store of pairs) neighbouring registers; the instructions themselves
-// need none.
-#if !defined(__aarch64__) && !defined(__clang__)
-#define VEKBF_NEON_IN_PLACE 1
-#else
-#define VEKBF_NEON_IN_PLACE 0
-#endif
+// operations, and that of a store of pairs, neighbouring registers; these instructions need none.
 
 // a0 b0 a1 b1 and a2 b2 a3 b3.
 inline void interleave(f32x4& a, f32x4& b) {
-#if VEKBF_NEON_IN_PLACE
-  __asm__("vzip.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
+#if !defined(__aarch64__) && !defined(__clang__)
+  float32x4_t x = a.v;
+  float32x4_t y = b.v;
+  __asm__("vzip.32 %q0, %q1" : "+w"(x), "+w"(y));
+  a.v = x;
+  b.v = y;
 #else
   const float32x4x2_t both = vzipq_f32(a.v, b.v);
   a.v = both.val[0];
@@ -118,8 +116,12 @@ inline void interleave(f32x4& a, f32x4& b) {
 
 // a0 a2 b0 b2 and a1 a3 b1 b3: undoes interleave.
 inline void deinterleave(f32x4& a, f32x4& b) {
-#if VEKBF_NEON_IN_PLACE
-  __asm__("vuzp.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
+#if !defined(__aarch64__) && !defined(__clang__)
+  float32x4_t x = a.v;
+  float32x4_t y = b.v;
+  __asm__("vuzp.32 %q0, %q1" : "+w"(x), "+w"(y));
+  a.v = x;
+  b.v = y;
 #else
   const float32x4x2_t both = vuzpq_f32(a.v, b.v);
   a.v = both.val[0];
@@ -129,11 +131,19 @@ inline void deinterleave(f32x4& a, f32x4& b) {
 
 // Rows become columns.
 inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {
-#if VEKBF_NEON_IN_PLACE
-  __asm__("vtrn.32 %q0, %q1" : "+w"(a.v), "+w"(b.v));
-  __asm__("vtrn.32 %q0, %q1" : "+w"(c.v), "+w"(d.v));
-  __asm__("vswp %f0, %e1" : "+w"(a.v), "+w"(c.v));
-  __asm__("vswp %f0, %e1" : "+w"(b.v), "+w"(d.v));
+#if !defined(__aarch64__) && !defined(__clang__)
+  float32x4_t w = a.v;
+  float32x4_t x = b.v;
+  float32x4_t y = c.v;
+  float32x4_t z = d.v;
+  __asm__("vtrn.32 %q0, %q1" : "+w"(w), "+w"(x));
+  __asm__("vtrn.32 %q0, %q1" : "+w"(y), "+w"(z));
+  __asm__("vswp %f0, %e1" : "+w"(w), "+w"(y));
+  __asm__("vswp %f0, %e1" : "+w"(x), "+w"(z));
+  a.v = w;
+  b.v = x;
+  c.v = y;
+  d.v = z;
 #else
   const float32x4x2_t ab = vtrnq_f32(a.v, b.v);
   const float32x4x2_t cd = vtrnq_f32(c.v, d.v);
@@ -173,7 +183,7 @@ inline f32x4 reciprocal_two_step(f32x4 d) {
 }
 
 inline void store_pairs(Complex* p, Pairs<f32x4> c) {
-#if VEKBF_NEON_IN_PLACE
+#if !defined(__aarch64__) && !defined(__clang__)
   interleave(c.re, c.im);
   c.re.store(&p[0].re);
   c.im.store(&p[2].re);

@@ -41,6 +41,8 @@ inline f32x4 operator-(f32x4 a, f32x4 b) {
 inline f32x4 operator*(f32x4 a, f32x4 b) {
   return each([&](int i) { return a.v[i] * b.v[i]; });
 }
+inline f32x4 plus_product(f32x4 a, f32x4 b, f32x4 c) { return a + b * c; }
+inline f32x4 minus_product(f32x4 a, f32x4 b, f32x4 c) { return a - b * c; }
 inline f32x4 operator/(f32x4 a, f32x4 b) {
   return each([&](int i) { return a.v[i] / b.v[i]; });
 }
@@ -63,6 +65,20 @@ inline f32x4 reciprocal_two_step(f32x4 d) {
   return each([&](int i) { return vekbf::reciprocal_two_step(d.v[i]); });
 }
 inline f32x4 reverse(f32x4 a) { return {{a.v[3], a.v[2], a.v[1], a.v[0]}}; }
+
+// a0 b0 a1 b1 and a2 b2 a3 b3.
+inline void interleave(f32x4& a, f32x4& b) {
+  const f32x4 low = {{a.v[0], b.v[0], a.v[1], b.v[1]}};
+  b = {{a.v[2], b.v[2], a.v[3], b.v[3]}};
+  a = low;
+}
+
+// a0 a2 b0 b2 and a1 a3 b1 b3: undoes interleave.
+inline void deinterleave(f32x4& a, f32x4& b) {
+  const f32x4 even = {{a.v[0], a.v[2], b.v[0], b.v[2]}};
+  b = {{a.v[1], a.v[3], b.v[1], b.v[3]}};
+  a = even;
+}
 
 // Rows become columns.
 inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {

@@ -26,6 +26,8 @@ struct f32x4 {
 inline f32x4 operator+(f32x4 a, f32x4 b) { return {_mm_add_ps(a.v, b.v)}; }
 inline f32x4 operator-(f32x4 a, f32x4 b) { return {_mm_sub_ps(a.v, b.v)}; }
 inline f32x4 operator*(f32x4 a, f32x4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+inline f32x4 plus_product(f32x4 a, f32x4 b, f32x4 c) { return a + b * c; }
+inline f32x4 minus_product(f32x4 a, f32x4 b, f32x4 c) { return a - b * c; }
 inline f32x4 operator/(f32x4 a, f32x4 b) { return {_mm_div_ps(a.v, b.v)}; }
 inline f32x4::Mask greater(f32x4 a, f32x4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
 inline f32x4::Mask greater_equal(f32x4 a, f32x4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
@@ -34,6 +36,20 @@ inline f32x4 select(f32x4::Mask mask, f32x4 a, f32x4 b) {
 }
 
 inline f32x4 reverse(f32x4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+
+// a0 b0 a1 b1 and a2 b2 a3 b3.
+inline void interleave(f32x4& a, f32x4& b) {
+  const __m128 low = _mm_unpacklo_ps(a.v, b.v);
+  b.v = _mm_unpackhi_ps(a.v, b.v);
+  a.v = low;
+}
+
+// a0 a2 b0 b2 and a1 a3 b1 b3: undoes interleave.
+inline void deinterleave(f32x4& a, f32x4& b) {
+  const __m128 even = _mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(2, 0, 2, 0));
+  b.v = _mm_shuffle_ps(a.v, b.v, _MM_SHUFFLE(3, 1, 3, 1));
+  a.v = even;
+}
 
 // Rows become columns.
 inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {

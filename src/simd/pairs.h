@@ -23,13 +23,13 @@ Pairs<V> operator-(Pairs<V> a, Pairs<V> b) {
 // a b, each part two rounded products and one rounded sum.
 template <class V>
 Pairs<V> operator*(Pairs<V> a, Pairs<V> b) {
-  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+  return {minus_product(a.re * b.re, a.im, b.im), plus_product(a.re * b.im, a.im, b.re)};
 }
 
 // a conj(b).
 template <class V>
 Pairs<V> times_conj(Pairs<V> a, Pairs<V> b) {
-  return {a.re * b.re + a.im * b.im, a.im * b.re - a.re * b.im};
+  return {plus_product(a.re * b.re, a.im, b.im), minus_product(a.im * b.re, a.re, b.im)};
 }
 
 template <class V>

@@ -210,6 +210,31 @@ TYPED_TEST(AnyLane, AProductIsRoundedBeforeItIsAdded) {
   for (const float lane : out) EXPECT_EQ(lane, 0.0f);
 }
 
+// One instruction on 32-bit ARM, which must round the product as the two others do.
+TYPED_TEST(AnyLane, PlusAndMinusProductEqualTheProductAddedAndSubtracted) {
+  const Operands& o = operands();
+  const size_t kLanes = TypeParam::kLanes;
+  Random random(0xadd);
+  for (size_t start = 0; start + kLanes <= o.a.size(); start += kLanes) {
+    float addends[4];
+    for (float& addend : addends) {
+      // Some of the size of the product, so that the sum cancels and shows its last bits.
+      const float near = -o.a[start] * o.b[start] * (1.0f + random.unit() * 0x1p-20f);
+      addend = random.below(2) == 0 ? random.any_float() : near;
+    }
+    const auto a = TypeParam::load(addends);
+    const auto b = TypeParam::load(&o.a[start]);
+    const auto c = TypeParam::load(&o.b[start]);
+    float plus[4], minus[4], sum[4], difference[4];
+    plus_product(a, b, c).store(plus);
+    minus_product(a, b, c).store(minus);
+    (a + b * c).store(sum);
+    (a - b * c).store(difference);
+    ASSERT_TRUE(same_floats(plus, sum, kLanes)) << start;
+    ASSERT_TRUE(same_floats(minus, difference, kLanes)) << start;
+  }
+}
+
 TYPED_TEST(AnyLane, GreaterIsFalseForNotANumberAndForEqualZeros) {
   check_binary<TypeParam>(
       [](auto a, auto b) {
@@ -318,6 +343,21 @@ TYPED_TEST(FourLane, ReverseTurnsTheLanesAround) {
   float out[4];
   reverse(TypeParam::load(in)).store(out);
   EXPECT_TRUE(same_floats(out, expected, 4));
+}
+
+TYPED_TEST(FourLane, InterleaveAndDeinterleaveUndoEachOther) {
+  const float in[8] = {-0.0f, kNan, 0x1p-149f, 4.0f, 5.0f, 6.0f, kInf, 8.0f};
+  const float interleaved[8] = {-0.0f, 5.0f, kNan, 6.0f, 0x1p-149f, kInf, 4.0f, 8.0f};
+  auto a = TypeParam::load(in), b = TypeParam::load(in + 4);
+  float out[8];
+  interleave(a, b);
+  a.store(out);
+  b.store(out + 4);
+  EXPECT_TRUE(same_floats(out, interleaved, 8));
+  deinterleave(a, b);
+  a.store(out);
+  b.store(out + 4);
+  EXPECT_TRUE(same_floats(out, in, 8));
 }
 
 TYPED_TEST(FourLane, TransposeMakesRowsColumns) {
