@@ -18,8 +18,9 @@ int main(int argc, char **argv) {
   int16_t in[2 * VEK_BF_BLOCK_FRAMES], out[VEK_BF_BLOCK_FRAMES];
   FILE *source = argc == 3 ? fopen(argv[1], "rb") : NULL;
   FILE *target = source != NULL ? fopen(argv[2], "wb") : NULL;
+  if (target == NULL) return EXIT_FAILURE;
   VekBfHandle beam = VekBf_Init(malloc(VekBf_GetBufferSize()), &array);
-  if (target == NULL || VekBf_SetConfig(beam, &config) != VEK_BF_OK) return EXIT_FAILURE;
+  if (VekBf_SetConfig(beam, &config) != VEK_BF_OK) return EXIT_FAILURE;
   while (fread(in, sizeof in, 1, source) == 1) {
     VekBf_Run(beam, in, out, 90); /* 90 degrees: straight ahead */
     fwrite(out, sizeof out, 1, target);

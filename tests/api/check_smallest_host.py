@@ -34,7 +34,8 @@ def main():
             assert abs(out[t] - LEVEL * tone[t - LAG]) <= 4, (t, out[t], tone[t - LAG])
         # What cannot be read or written is not passed over.
         for arguments in ([Path(folder, "none"), target], [source, Path(folder, "none", "out")], [source]):
-            assert subprocess.run([program, *arguments], stdout=subprocess.PIPE).returncode == 1, arguments
+            result = subprocess.run([program, *arguments], capture_output=True)
+            assert (result.returncode, result.stderr) == (1, b""), (arguments, result)
 
 
 if __name__ == "__main__":
