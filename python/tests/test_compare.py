@@ -1,30 +1,16 @@
 # SPDX-License-Identifier: MIT
 """`vekbf-lab compare` on pairs for which the figures follow from their construction."""
 
-import contextlib
-import io
 import json
-import tempfile
 import unittest
-from pathlib import Path
 
 import numpy as np
 import soundfile
+from support import CommandTest, call
 
-from vekbf_lab import cli, compare, measures, wav
+from vekbf_lab import compare, measures, wav
 
 RATE = 16000
-
-
-def call(*arguments):
-    """(status, standard output, standard error) of the command."""
-    out, err = io.StringIO(), io.StringIO()
-    with contextlib.redirect_stdout(out), contextlib.redirect_stderr(err):
-        try:
-            status = cli.main([str(argument) for argument in arguments])
-        except SystemExit as error:
-            status = error.code
-    return status, out.getvalue(), err.getvalue()
 
 
 def talk(frames=RATE, seed=1):
@@ -63,11 +49,9 @@ class MeasuresTest(unittest.TestCase):
             self.assertEqual(compare.lag(signal[: 5000 - samples], -signal[samples:]), -samples)
 
 
-class CommandTest(unittest.TestCase):
+class CompareCommandTest(CommandTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        super().setUp()
         self.talk = 3000 * np.sin(np.arange(RATE) * 0.1) * np.hanning(RATE)
 
     def file(self, name, samples, rate=RATE):

@@ -12,6 +12,8 @@ FULL_SCALE = 32768.0
 def read(path):
     """Return (sample rate in Hz, samples of shape (frames, channels))."""
     try:
+        with open(path, "rb"):
+            pass  # the system's own words for a file that is absent or must not be read
         samples, rate = soundfile.read(str(path), dtype="float64", always_2d=True)
     except (soundfile.LibsndfileError, RuntimeError) as error:
         reason = str(error).rsplit(": ", 1)[-1].rstrip(".")

@@ -5,10 +5,10 @@ import argparse
 import os
 import sys
 
-from . import compare
+from . import compare, doctor
 from .errors import LabError
 
-COMMANDS = (compare,)
+COMMANDS = (compare, doctor)
 
 
 class Parser(argparse.ArgumentParser):
@@ -41,7 +41,10 @@ def main(arguments=None):
         # Whoever read the output has seen enough; nothing may be written to it at exit.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
-    except (LabError, OSError) as error:
+    except OSError as error:
+        print(f"vekbf-lab: {error.filename or ''}: {error.strerror or error}", file=sys.stderr)
+        return 1
+    except LabError as error:
         print(f"vekbf-lab: {error}", file=sys.stderr)
         return 1
     except KeyboardInterrupt:
