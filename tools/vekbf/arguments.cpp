@@ -27,11 +27,17 @@ std::string refuse_empty(const std::string& text) {
 }
 
 void declare_process(CLI::App& app, RawProcess& raw) {
-  app.add_option("IN.wav", raw.done.input, "Recording: 16-bit WAV, one channel per microphone")
+  app.add_option(
+         "IN.wav", raw.done.input,
+         "Recording: 16-bit WAV, one channel per microphone; - for raw s16le on standard input")
       ->required();
-  app.add_option("OUT.wav", raw.done.output,
-                 "Result: 16-bit WAV, mono, as long as the input and lined up with it")
+  app.add_option(
+         "OUT.wav", raw.done.output,
+         "Result: 16-bit WAV, mono, as long as the input and lined up with it; - for raw s16le "
+         "on standard output")
       ->required();
+  app.add_option("--rate", raw.done.rate, "Sample rate of raw input in Hz, 8000 to 48000")
+      ->check(refuse_empty);
   // One value each: without this, --mic would swallow the file names after it.
   app.add_option("--mic", raw.mics,
                  "Position x,y of a microphone in metres; once per channel, in channel order")
@@ -73,6 +79,12 @@ ProcessArguments give_meaning(RawProcess& raw) {
   check_array(done.array);
   if (raw.algorithm != "fixed" && raw.algorithm != "adaptive") {
     throw UsageError("--algorithm is fixed or adaptive, not '" + raw.algorithm + "'");
+  }
+  if (done.input == "-" && (done.rate < 8000 || done.rate > 48000)) {
+    throw UsageError("raw input needs --rate, a sample rate of 8000 to 48000 Hz");
+  }
+  if (done.input != "-" && done.rate != 0) {
+    throw UsageError("--rate is for raw input; a WAV file names its own");
   }
   done.algorithm = raw.algorithm == "adaptive" ? VEK_ADAPTIVE_BF : VEK_FIXED_BF;
   // Written so that not-a-number fails too.

@@ -11,8 +11,9 @@
 namespace vekbf_tool {
 
 struct ProcessArguments {
-  std::string input;
-  std::string output;
+  std::string input;      // "-" is raw samples on standard input
+  std::string output;     // "-" is raw samples on standard output
+  std::int32_t rate = 0;  // Hz, of raw input
   MicArray array;
   VekBfAlgorithm algorithm = VEK_FIXED_BF;
   VekBfConfig config = {0.5f, 5};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "audio_file.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -68,18 +69,25 @@ InputFile::InputFile(const std::string& path) : path_(path) {
   if (is_cut_off(file_.get()))
     throw RunError("'" + path + "' is cut off: its header promises more audio than it holds");
   if (info_.frames <= 0) throw RunError("'" + path + "' holds no audio");
+  left_ = info_.frames;
 }
 
-void InputFile::read(std::int16_t* samples, sf_count_t frames) {
-  if (sf_readf_short(file_.get(), samples, frames) != frames) {
+std::size_t InputFile::read(double* samples, std::size_t frames) {
+  const sf_count_t wanted = std::min(static_cast<sf_count_t>(frames), left_);
+  if (sf_readf_double(file_.get(), samples, wanted) != wanted) {
     throw RunError("cannot read '" + path_ + "' to its end: " + sf_strerror(file_.get()));
   }
+  left_ -= wanted;
+  return static_cast<std::size_t>(wanted);
 }
 
-OutputFile::OutputFile(const std::string& path, const std::string& inputPath, int sampleRate)
+OutputFile::OutputFile(const std::string& path, const std::vector<std::string>& inputPaths,
+                       int sampleRate)
     : path_(path), partPath_(path + ".part") {
-  if (same_file(path_, inputPath) || same_file(partPath_, inputPath)) {
-    throw RunError("'" + path_ + "' would overwrite the input; give another name");
+  for (const std::string& input : inputPaths) {
+    if (same_file(path_, input) || same_file(partPath_, input)) {
+      throw RunError("'" + path_ + "' would overwrite the input; give another name");
+    }
   }
   std::error_code error;
   const fs::file_status status = fs::status(path_, error);
@@ -102,8 +110,9 @@ OutputFile::~OutputFile() {
   fs::remove(partPath_, ignored);
 }
 
-void OutputFile::write(const std::int16_t* samples, sf_count_t count) {
-  if (sf_writef_short(file_.get(), samples, count) != count) {
+void OutputFile::write(const std::int16_t* samples, std::size_t count) {
+  const auto frames = static_cast<sf_count_t>(count);
+  if (sf_writef_short(file_.get(), samples, frames) != frames) {
     throw RunError("cannot write '" + partPath_ + "': " + sf_strerror(file_.get()));
   }
 }

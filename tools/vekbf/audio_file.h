@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "stream.h"
 
 namespace vekbf_tool {
 
@@ -15,33 +18,33 @@ struct CloseSound {
 };
 using Sound = std::unique_ptr<SNDFILE, CloseSound>;
 
-// A 16-bit WAV file with a known, whole and non-empty amount of audio. Every member throws
-// RunError.
-class InputFile {
+// A WAV file with a known, whole and non-empty amount of audio. Every member throws RunError.
+class InputFile : public Source {
  public:
   explicit InputFile(const std::string& path);
-  int channels() const { return info_.channels; }
-  int sampleRate() const { return info_.samplerate; }
-  sf_count_t frames() const { return info_.frames; }
-  // Fills exactly `frames` frames of interleaved samples.
-  void read(std::int16_t* samples, sf_count_t frames);
+  int channels() const override { return info_.channels; }
+  int sampleRate() const override { return info_.samplerate; }
+  std::optional<long long> frames() const override { return info_.frames; }
+  std::string name() const override { return "'" + path_ + "'"; }
+  std::size_t read(double* samples, std::size_t frames) override;
 
  private:
   std::string path_;
   SF_INFO info_{};
+  sf_count_t left_ = 0;
   Sound file_;
 };
 
 // A mono 16-bit WAV file that appears under its name only when it is complete: it grows as
 // PATH.part, which is removed again unless commit() is reached. Every member throws RunError.
-class OutputFile {
+class OutputFile : public Sink {
  public:
-  OutputFile(const std::string& path, const std::string& inputPath, int sampleRate);
-  ~OutputFile();
+  OutputFile(const std::string& path, const std::vector<std::string>& inputPaths, int sampleRate);
+  ~OutputFile() override;
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
-  void write(const std::int16_t* samples, sf_count_t count);
-  void commit();
+  void write(const std::int16_t* samples, std::size_t count) override;
+  void commit() override;
 
  private:
   std::string path_;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <csignal>
 #include <exception>
 #include <optional>
 
@@ -12,12 +13,14 @@
 using namespace vekbf_tool;
 
 int main(int argc, char** argv) {
+  // A reader that went away is a failed write with a sentence, not a silent end.
+  std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::optional<ProcessArguments> arguments = parse_arguments(argc, argv);
     if (!arguments) return 0;
     const LibraryLines lines(arguments->verbose);
     if (const std::string note = array_note(arguments->array); !note.empty()) say(note);
-    process(*arguments);
+    process(*arguments, lines.originalStdout());
     return 0;
   } catch (const UsageError& error) {
     say(error.what());

@@ -5,8 +5,8 @@
 
 namespace vekbf_tool {
 
-// Reads the input file, runs it through the library and writes the output file. Throws UsageError
-// or RunError.
-void process(const ProcessArguments& arguments);
+// Reads the input, runs it through the library and writes the output; raw output goes to the
+// descriptor `standardOutput`. Throws UsageError or RunError.
+void process(const ProcessArguments& arguments, int standardOutput);
 
 }  // namespace vekbf_tool

@@ -1,0 +1,123 @@
+# SPDX-License-Identifier: MIT
+"""Raw samples through standard input and output: the same bytes as through files, each block at once."""
+
+import array
+import os
+import re
+import subprocess
+import unittest
+from pathlib import Path
+
+from support import BLOCK, LAG, LINE, TOOL, ToolTest, line_of, noise, write_wav
+
+ROOT = Path(__file__).resolve().parents[2]
+
+
+def as_bytes(samples):
+    return array.array("h", samples).tobytes()
+
+
+class PipeTest(ToolTest):
+    def pipe(self, data, *arguments, source="-", target="-"):
+        command = [TOOL, "process", source, target, *map(str, arguments)]
+        return subprocess.run(command, input=data, capture_output=True, timeout=60, check=False)
+
+    def test_piped_audio_is_the_file_result_byte_for_byte(self):
+        for frames, extra in ((5000, []), (5 * BLOCK, ["--algorithm", "adaptive"]), (1, [])):
+            samples = noise(4 * frames, seed=frames)
+            _, expected = self.process(samples, 4, "--angle", 60, *extra)
+            # --verbose: not even the library's own lines may mix with the audio.
+            result = self.pipe(as_bytes(samples), *LINE, "--rate", 16000, "--angle", 60, "--verbose", *extra)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(result.stdout, as_bytes(expected))
+            self.assertIn(b"[ALGO_MSG_MSG, VekBf_GetBufferSize]", result.stderr)
+            self.output.unlink()
+
+    def test_either_end_may_be_a_file(self):
+        samples = noise(2 * 1000)
+        _, expected = self.process(samples, 2)
+        result = self.pipe(None, *line_of(2), source=self.input)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        self.assertEqual(result.stdout, as_bytes(expected))
+        whole = self.output.read_bytes()
+        self.output.unlink()
+        result = self.pipe(as_bytes(samples), *line_of(2), "--rate", 16000, target=self.output)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
+        self.assertEqual(self.output.read_bytes(), whole)
+
+    def test_every_block_comes_out_before_the_next_goes_in(self):
+        samples = noise(20 * BLOCK)
+        _, expected = self.process(samples, 1)
+        command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000"]
+        with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0) as tool:
+            heard = b""
+            for i in range(20):
+                tool.stdin.write(as_bytes(samples[i * BLOCK : (i + 1) * BLOCK]))
+                # Blocks until the tool has written: a tool that waits for more would hang here.
+                while len(heard) < 2 * ((i + 1) * BLOCK - LAG):
+                    heard += tool.stdout.read(2 * BLOCK)
+            tool.stdin.close()
+            heard += tool.stdout.read()
+        self.assertEqual(heard, as_bytes(expected))
+
+    def test_chunks_of_odd_sizes_do_not_matter(self):
+        samples = noise(3 * 700)
+        _, expected = self.process(samples, 3)
+        data = as_bytes(samples)
+        command = [TOOL, "process", "-", "-", *line_of(3), "--rate", "16000"]
+        with subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0) as tool:
+            for i in range(0, len(data), 333):
+                tool.stdin.write(data[i : i + 333])
+            tool.stdin.close()
+            self.assertEqual(tool.stdout.read(), as_bytes(expected))
+
+    def test_an_empty_stream_gives_an_empty_stream(self):
+        result = self.pipe(b"", "--mic", "0,0", "--rate", 16000)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
+
+    def test_a_stream_that_ends_within_a_frame_loses_the_part_and_says_so(self):
+        samples = noise(2 * 300)
+        whole = self.pipe(as_bytes(samples), *line_of(2), "--rate", 16000)
+        cut = self.pipe(as_bytes(samples) + b"abc", *line_of(2), "--rate", 16000)
+        self.assertEqual(cut.stdout, whole.stdout)
+        self.assertEqual(cut.returncode, 0)
+        self.assertRegex(cut.stderr.decode(), r"\Avekbf: note: [^\n]*within a frame; its last 3 bytes [^\n]*\n\Z")
+
+    def test_the_rate_is_needed_for_raw_input_only(self):
+        for arguments in ([], ["--rate", "7999"], ["--rate", "48001"], ["--rate", ""]):
+            self.assert_refused(self.run_tool("process", "-", self.output, *LINE, *arguments), 2, "--rate")
+        write_wav(self.input, noise(300))
+        self.assert_refused(self.run_tool("process", self.input, self.output, "--mic", "0,0", "--rate", 8000), 2, "--rate")
+
+    def test_a_reader_that_goes_away_is_one_line(self):
+        command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000"]
+        read, write = os.pipe()
+        os.close(read)
+        result = subprocess.run(command, input=as_bytes(noise(3000)), stdout=write, stderr=subprocess.PIPE, check=False)
+        os.close(write)
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr.decode(), r"\Avekbf: cannot write standard output[^\n]+\n\Z")
+
+    def test_a_terminal_gets_no_samples(self):
+        outer, inner = os.openpty()
+        command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000"]
+        result = subprocess.run(command, input=b"", stdout=inner, stderr=subprocess.PIPE, check=False)
+        os.close(outer)
+        os.close(inner)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"terminal", result.stderr)
+
+    def test_the_line_of_the_readme_runs_with_stand_ins_for_the_sound_card(self):
+        (line,) = re.findall(r"^    arecord .*\n(?:      .*\n)+", (ROOT / "README.md").read_text(), re.MULTILINE)
+        samples = noise(4 * 2000)
+        (self.folder / "mics.raw").write_bytes(as_bytes(samples))
+        for name, body in (("arecord", "cat mics.raw"), ("aplay", "cat > heard.raw"), ("vekbf", f'exec "{TOOL}" "$@"')):
+            (self.folder / name).write_text(f"#!/bin/sh\n{body}\n")
+            (self.folder / name).chmod(0o755)
+        environment = {**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"}
+        subprocess.run(["sh", "-eu", "-c", line], cwd=self.folder, env=environment, check=True)
+        self.assertEqual(len((self.folder / "heard.raw").read_bytes()), 2 * 2000)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include "raw_stream.h"
+
+#include <unistd.h>
+
+#include <bit>
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+#include "text.h"
+
+namespace vekbf_tool {
+
+static_assert(std::endian::native == std::endian::little, "raw samples are taken as they lie");
+
+RawInput::RawInput(int descriptor, int channels, int sampleRate)
+    : descriptor_(descriptor), channels_(channels), sampleRate_(sampleRate) {}
+
+std::size_t RawInput::read(double* samples, std::size_t frames) {
+  const auto width = static_cast<std::size_t>(channels_);
+  samples_.resize(frames * width);
+  const std::size_t wanted = samples_.size() * sizeof samples_[0];
+  std::size_t have = 0;
+  while (have < wanted) {
+    char* const next = reinterpret_cast<char*>(samples_.data()) + have;
+    const ssize_t got = ::read(descriptor_, next, wanted - have);
+    if (got == 0) break;
+    if (got > 0) {
+      have += static_cast<std::size_t>(got);
+    } else if (errno != EINTR) {
+      throw RunError(std::string("cannot read standard input: ") + std::strerror(errno));
+    }
+  }
+  const std::size_t frameBytes = width * sizeof samples_[0];
+  if (have % frameBytes != 0) {
+    say("note: standard input ends within a frame; its last " +
+        counted(static_cast<long long>(have % frameBytes), "byte") + " are left out");
+  }
+  const std::size_t whole = have / frameBytes;
+  for (std::size_t i = 0; i < whole * width; i++) samples[i] = samples_[i] / 32768.0;
+  return whole;
+}
+
+void RawOutput::write(const std::int16_t* samples, std::size_t count) {
+  const char* next = reinterpret_cast<const char*>(samples);
+  std::size_t left = count * sizeof samples[0];
+  while (left > 0) {
+    const ssize_t done = ::write(descriptor_, next, left);
+    if (done >= 0) {
+      next += done;
+      left -= static_cast<std::size_t>(done);
+    } else if (errno != EINTR) {
+      throw RunError(std::string("cannot write standard output: ") + std::strerror(errno));
+    }
+  }
+}
+
+}  // namespace vekbf_tool
