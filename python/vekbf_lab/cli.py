@@ -5,10 +5,10 @@ import argparse
 import os
 import sys
 
-from . import compare, doctor
+from . import compare, doctor, simulate
 from .errors import LabError
 
-COMMANDS = (compare, doctor)
+COMMANDS = (simulate, doctor, compare)
 
 
 class Parser(argparse.ArgumentParser):

@@ -12,7 +12,7 @@ from pathlib import Path
 
 import numpy as np
 
-from . import measures, scene, speech, wav
+from . import measures, scene, simulate, speech, wav
 
 ARRAY = scene.Array(positions=((0.0, 0.0), (0.08, 0.0), (0.16, 0.0), (0.24, 0.0)))
 TALKER_ANGLE = 60
@@ -43,10 +43,14 @@ def make_scene():
     talker = scene.at_level(np.concatenate([lead, talker]), TALKER_DB)
     second = speech.one_after_another(speech.load(speech.SECOND_TALKER), gap_seconds=0.4)
     second = scene.at_level(np.resize(second, len(talker)), SECOND_TALKER_DB)
-    alone = scene.plane_wave(talker, ARRAY, TALKER_ANGLE, speech.RATE)
-    other = scene.plane_wave(second, ARRAY, SECOND_TALKER_ANGLE, speech.RATE)
-    noise = scene.sensor_noise(*alone.shape, NOISE_DB, np.random.default_rng(SEED))
-    return alone, alone + other + noise
+    (alone, _), mixture = simulate.compose(
+        [simulate.Source(talker, TALKER_ANGLE), simulate.Source(second, SECOND_TALKER_ANGLE)],
+        ARRAY,
+        speech.RATE,
+        sensor_db=NOISE_DB,
+        seed=SEED,
+    )
+    return alone, mixture
 
 
 def run_tool(tool, source, target, algorithm):
