@@ -112,7 +112,7 @@ class InputTest(ToolTest):
         for channels, mics in ((1, 2), (2, 1), (4, 3), (3, 4), (6, 4), (8, 1)):
             write_wav(self.input, noise(200 * channels), channels)
             text = "1 channel," if channels == 1 else f"{channels} channels,"
-            self.refuse(text, f"gives {mics} microphone", mics=mics)
+            self.refuse(text, f"the array has {mics} microphone", mics=mics)
 
     def test_odd_rates(self):
         for rate in (1, 4000, 7999, 48001, 96000, 192000):

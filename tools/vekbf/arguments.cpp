@@ -2,9 +2,12 @@
 #include "arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <fstream>
 #include <iostream>
-#include <vector>
 
+#include "array_options.h"
 #include "failure.h"
 
 namespace vekbf_tool {
@@ -13,41 +16,43 @@ namespace {
 
 // The options as text, before they are given a meaning.
 struct RawProcess {
-  std::vector<std::string> mics;
-  std::string geometry = "linear";
+  RawArray array;
+  std::vector<std::string> files;
+  std::string configFile;
+  std::string channels;
+  bool join = false;
   std::string algorithm = "fixed";
   double vadThreshold = 0.5;
   std::int64_t intensity = 5;
   ProcessArguments done;
 };
 
-// CLI11 takes an empty argument for a number that was not given.
-std::string refuse_empty(const std::string& text) {
-  return text.empty() ? "a number is missing" : "";
+void declare_files(CLI::App& app, RawProcess& raw) {
+  app.add_option("IN.wav OUT.wav", raw.files,
+                 "Recording (WAV, one channel per microphone) and result (16-bit mono WAV, as long "
+                 "as the input and lined up with it); - is raw s16le on standard input or output")
+      ->type_name("")
+      ->configurable(false);
+  app.add_flag("--join", raw.join, "All files but the last are mono, one per microphone, in order");
+  app.add_option("--out-dir", raw.done.outDir,
+                 "All files are recordings; the results go into this folder under the same names")
+      ->type_name("DIR");
+  app.add_option("--config", raw.configFile, "File of options, one per line: angle = 60")
+      ->type_name("FILE")
+      ->configurable(false);
+  app.add_option("--channels", raw.channels,
+                 "Channels of the recording to take, in microphone order; the first is 1")
+      ->type_name("N,...");
+  app.add_option("--rate", raw.done.rate, "Sample rate of raw input in Hz, 8000 to 48000")
+      ->check(refuse_empty);
+  app.add_option("--raw-channels", raw.done.rawChannels,
+                 "Channels of raw input, unless it has one per microphone")
+      ->check(refuse_empty);
 }
 
 void declare_process(CLI::App& app, RawProcess& raw) {
-  app.add_option(
-         "IN.wav", raw.done.input,
-         "Recording: 16-bit WAV, one channel per microphone; - for raw s16le on standard input")
-      ->required();
-  app.add_option(
-         "OUT.wav", raw.done.output,
-         "Result: 16-bit WAV, mono, as long as the input and lined up with it; - for raw s16le "
-         "on standard output")
-      ->required();
-  app.add_option("--rate", raw.done.rate, "Sample rate of raw input in Hz, 8000 to 48000")
-      ->check(refuse_empty);
-  // One value each: without this, --mic would swallow the file names after it.
-  app.add_option("--mic", raw.mics,
-                 "Position x,y of a microphone in metres; once per channel, in channel order")
-      ->type_name("X,Y")
-      ->type_size(1)
-      ->allow_extra_args(false);
-  app.add_option("--geometry", raw.geometry,
-                 "linear: on the x axis; triangle: at 0, 90, 180, 270 degrees on a circle of "
-                 "radius |x| of the first microphone")
-      ->capture_default_str();
+  declare_files(app, raw);
+  declare_array(app, raw.array);
   app.add_option(
          "--algorithm", raw.algorithm,
          "fixed: delay-and-sum; adaptive: also cancels steady noise, at some cost to the talker")
@@ -57,9 +62,9 @@ void declare_process(CLI::App& app, RawProcess& raw) {
                  "90 is broadside")
       ->check(refuse_empty)
       ->capture_default_str();
-  app.add_option("--sound-speed", raw.done.array.soundSpeed, "Metres per second")
-      ->check(refuse_empty)
-      ->capture_default_str();
+  app.add_option("--angle-track", raw.done.angleTrack,
+                 "File of lines SECONDS DEGREES: from each time on that angle holds")
+      ->type_name("FILE");
   app.add_option("--vad-threshold", raw.vadThreshold, "Detector threshold, 0 to 1")
       ->check(refuse_empty)
       ->capture_default_str();
@@ -70,22 +75,83 @@ void declare_process(CLI::App& app, RawProcess& raw) {
   app.add_flag("--verbose", raw.done.verbose, "Show the library's own lines on standard error");
 }
 
+// Who is input and who is output.
+void sort_files(RawProcess& raw) {
+  ProcessArguments& done = raw.done;
+  done.inputs = raw.files;
+  if (done.inputs.empty()) throw UsageError("IN.wav is missing");
+  if (!done.outDir.empty()) {
+    if (raw.join) throw UsageError("--join makes one result: give OUT.wav instead of --out-dir");
+    if (std::count(done.inputs.begin(), done.inputs.end(), "-") > 0) {
+      throw UsageError("--out-dir takes files, not -");
+    }
+    return;
+  }
+  done.output = done.inputs.back();
+  done.inputs.pop_back();
+  if (done.inputs.empty()) throw UsageError("OUT.wav is missing");
+  if (done.inputs.size() == 1) return;
+  if (!raw.join) {
+    throw UsageError("one file too many: '" + done.output +
+                     "'; --join is for mono files, --out-dir for several recordings");
+  }
+  if (std::count(done.inputs.begin(), done.inputs.end(), "-") > 0) {
+    throw UsageError("--join takes files, not -");
+  }
+}
+
+std::vector<int> parse_channels(const std::string& text) {
+  std::vector<int> channels;
+  const char* const end = text.data() + text.size();
+  for (const char* next = text.data(); next < end;) {
+    int number = 0;
+    const auto [stop, error] = std::from_chars(next, end, number);
+    const bool twice = std::count(channels.begin(), channels.end(), number) > 0;
+    const bool last = stop == end;
+    if (error != std::errc() || number < 1 || twice ||
+        (!last && (*stop != ',' || stop + 1 == end))) {
+      throw UsageError("--channels takes different numbers from 1, such as 1,3,5,7");
+    }
+    channels.push_back(number);
+    next = last ? end : stop + 1;
+  }
+  return channels;
+}
+
+void check_channels(const ProcessArguments& arguments) {
+  const std::size_t mics = arguments.array.mics.size();
+  const std::size_t channels = arguments.channels.size();
+  if (channels != 0 && channels != mics) {
+    throw UsageError("--channels takes one number per microphone: " + std::to_string(mics) +
+                     ", not " + std::to_string(channels));
+  }
+}
+
+void check_raw(const ProcessArguments& arguments) {
+  const bool raw = arguments.readsRaw();
+  if (raw && (arguments.rate < 8000 || arguments.rate > 48000)) {
+    throw UsageError("raw input needs --rate, a sample rate of 8000 to 48000 Hz");
+  }
+  if (!raw && arguments.rate != 0) {
+    throw UsageError("--rate is for raw input; a WAV file names its own");
+  }
+  if (arguments.rawChannels < 0 || arguments.rawChannels > 64 ||
+      (!raw && arguments.rawChannels != 0)) {
+    throw UsageError("--raw-channels is for raw input, 1 to 64");
+  }
+}
+
 ProcessArguments give_meaning(RawProcess& raw) {
   ProcessArguments& done = raw.done;
-  for (const std::string& mic : raw.mics) {
-    done.array.mics.push_back(parse_position(mic));
-  }
-  done.array.geometry = parse_geometry(raw.geometry);
+  sort_files(raw);
+  done.array = give_array_meaning(raw.array);
   check_array(done.array);
   if (raw.algorithm != "fixed" && raw.algorithm != "adaptive") {
     throw UsageError("--algorithm is fixed or adaptive, not '" + raw.algorithm + "'");
   }
-  if (done.input == "-" && (done.rate < 8000 || done.rate > 48000)) {
-    throw UsageError("raw input needs --rate, a sample rate of 8000 to 48000 Hz");
-  }
-  if (done.input != "-" && done.rate != 0) {
-    throw UsageError("--rate is for raw input; a WAV file names its own");
-  }
+  done.channels = parse_channels(raw.channels);
+  check_channels(done);
+  check_raw(done);
   done.algorithm = raw.algorithm == "adaptive" ? VEK_ADAPTIVE_BF : VEK_FIXED_BF;
   // Written so that not-a-number fails too.
   if (!(raw.vadThreshold >= 0.0 && raw.vadThreshold <= 1.0)) {
@@ -97,6 +163,16 @@ ProcessArguments give_meaning(RawProcess& raw) {
   }
   done.config = {static_cast<float>(raw.vadThreshold), static_cast<std::uint32_t>(raw.intensity)};
   return done;
+}
+
+// The command line wins over the file.
+void read_config(CLI::App& app, const std::string& path) {
+  std::ifstream file(path);
+  if (!file || file.peek() == std::ifstream::traits_type::eof()) {
+    throw UsageError("cannot read the options in '" + path + "'");
+  }
+  app.allow_config_extras(CLI::config_extras_mode::error);
+  app.parse_from_stream(file);
 }
 
 }  // namespace
@@ -114,6 +190,7 @@ std::optional<ProcessArguments> parse_arguments(int argc, char** argv) {
   declare_process(*process, raw);
   try {
     app.parse(argc, argv);
+    if (!raw.configFile.empty()) read_config(*process, raw.configFile);
   } catch (const CLI::Success& request) {
     app.exit(request, std::cout, std::cerr);
     return std::nullopt;

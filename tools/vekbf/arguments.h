@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "array.h"
 #include "vek_bf.h"
@@ -11,14 +12,20 @@
 namespace vekbf_tool {
 
 struct ProcessArguments {
-  std::string input;      // "-" is raw samples on standard input
-  std::string output;     // "-" is raw samples on standard output
-  std::int32_t rate = 0;  // Hz, of raw input
+  std::vector<std::string> inputs;  // one, or one per microphone; "-" is standard input, raw
+  std::string output;               // "-" is standard output, raw
+  std::string outDir;               // instead of `output`: every input for itself
+  std::string label;                // what the notes on this input begin with
+  std::int32_t rate = 0;            // Hz, of raw input
+  std::int32_t rawChannels = 0;     // of raw input; 0 is one per microphone
+  std::vector<int> channels;        // one per microphone, the first is 1; empty is all
   MicArray array;
   VekBfAlgorithm algorithm = VEK_FIXED_BF;
   VekBfConfig config = {0.5f, 5};
   std::int32_t angle = 90;  // degrees
+  std::string angleTrack;   // file of times and angles
   bool verbose = false;
+  bool readsRaw() const { return inputs[0] == "-"; }
 };
 
 // Reads the command line. Throws UsageError; nothing is left to do (help or version was printed)

@@ -63,7 +63,7 @@ VekBfGeometry parse_geometry(const std::string& name) {
 
 void check_array(const MicArray& array) {
   if (array.mics.empty()) {
-    throw UsageError("give --mic x,y once per microphone, in channel order");
+    throw UsageError("give --array, or --mic x,y once per microphone, in channel order");
   }
   if (array.mics.size() > VEK_BF_MAX_MICS) {
     throw UsageError("an array has at most " + std::to_string(VEK_BF_MAX_MICS) +

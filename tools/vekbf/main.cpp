@@ -5,6 +5,7 @@
 
 #include "arguments.h"
 #include "array.h"
+#include "batch.h"
 #include "failure.h"
 #include "library_lines.h"
 #include "process.h"
@@ -20,7 +21,8 @@ int main(int argc, char** argv) {
     if (!arguments) return 0;
     const LibraryLines lines(arguments->verbose);
     if (const std::string note = array_note(arguments->array); !note.empty()) say(note);
-    process(*arguments, lines.originalStdout());
+    const auto run = arguments->outDir.empty() ? process : process_batch;
+    run(*arguments, lines.originalStdout());
     return 0;
   } catch (const UsageError& error) {
     say(error.what());

@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "process.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "aligned_output.h"
-#include "audio_file.h"
+#include "angle_track.h"
 #include "beam.h"
-#include "failure.h"
-#include "raw_stream.h"
+#include "input_output.h"
 #include "text.h"
 
 namespace vekbf_tool {
@@ -24,35 +19,6 @@ constexpr std::size_t kFrames = VEK_BF_BLOCK_FRAMES;
 constexpr int kTailBlocks = VEK_BF_LAG_SAMPLES / VEK_BF_BLOCK_FRAMES;
 
 using InputBlock = std::vector<std::int16_t>;
-
-std::unique_ptr<Source> open_source(const ProcessArguments& arguments) {
-  if (arguments.input != "-") return std::make_unique<InputFile>(arguments.input);
-  return std::make_unique<RawInput>(STDIN_FILENO, static_cast<int>(arguments.array.mics.size()),
-                                    arguments.rate);
-}
-
-std::unique_ptr<Sink> open_sink(const ProcessArguments& arguments, int sampleRate,
-                                int standardOutput) {
-  if (arguments.output == "-") {
-    if (isatty(standardOutput) != 0) {
-      throw RunError("raw samples are nothing for a terminal: pipe standard output somewhere");
-    }
-    return std::make_unique<RawOutput>(standardOutput);
-  }
-  return std::make_unique<OutputFile>(arguments.output, std::vector{arguments.input}, sampleRate);
-}
-
-void check_source(const Source& input, const ProcessArguments& arguments) {
-  const auto mics = static_cast<long long>(arguments.array.mics.size());
-  if (input.channels() != mics) {
-    throw RunError(input.name() + " has " + counted(input.channels(), "channel") +
-                   ", but --mic gives " + counted(mics, "microphone"));
-  }
-  if (input.sampleRate() < 8000 || input.sampleRate() > 48000) {
-    throw RunError(input.name() + " has a sample rate of " + std::to_string(input.sampleRate()) +
-                   " Hz; the library takes 8000 to 48000 Hz");
-  }
-}
 
 // The library's rule: a block is dropped when the squares of its first 128 values add up to 0
 // modulo 2^32.
@@ -74,7 +40,6 @@ std::int16_t to_sample(double value) {
 
 void process(const ProcessArguments& arguments, int standardOutput) {
   const std::unique_ptr<Source> input = open_source(arguments);
-  check_source(*input, arguments);
   Beam beam(arguments, input->sampleRate());
   const std::unique_ptr<Sink> sink = open_sink(arguments, input->sampleRate(), standardOutput);
   AlignedOutput output(*sink);
@@ -83,14 +48,19 @@ void process(const ProcessArguments& arguments, int standardOutput) {
   std::vector<double> samples(mics * kFrames);
   InputBlock block(mics * kFrames);
   OutputBlock result;
+  const AngleTrack track = arguments.angleTrack.empty()
+                               ? AngleTrack(arguments.angle)
+                               : AngleTrack(arguments.angle, arguments.angleTrack);
+  std::int32_t angle = arguments.angle;
   long long frames = 0;
   long long zeroBlocks = 0;
   while (const std::size_t got = input->read(samples.data(), kFrames)) {
+    angle = track.at(static_cast<double>(frames) / input->sampleRate());
     frames += static_cast<long long>(got);
     std::fill(block.begin(), block.end(), std::int16_t{0});
     std::transform(samples.data(), samples.data() + got * mics, block.begin(), to_sample);
     if (is_zero_block(block)) zeroBlocks++;
-    beam.run(block.data(), result.data(), arguments.angle);
+    beam.run(block.data(), result.data(), angle);
     output.put(result, frames);
     if (got < kFrames) break;
   }
@@ -99,14 +69,15 @@ void process(const ProcessArguments& arguments, int standardOutput) {
   std::fill(block.begin(), block.end(), std::int16_t{0});
   block[0] = 1;
   for (int i = 0; i < kTailBlocks; i++) {
-    beam.run(block.data(), result.data(), arguments.angle);
+    beam.run(block.data(), result.data(), angle);
     output.put(result, frames);
   }
   sink->commit();
 
   if (zeroBlocks > 0) {
     const long long blocks = (frames + VEK_BF_BLOCK_FRAMES - 1) / VEK_BF_BLOCK_FRAMES;
-    say("the library dropped " + std::to_string(zeroBlocks) + " of " + counted(blocks, "block") +
+    say(arguments.label + "the library dropped " + std::to_string(zeroBlocks) + " of " +
+        counted(blocks, "block") +
         " as zero blocks; the last 384 samples before each such pause come out at its end");
   }
 }

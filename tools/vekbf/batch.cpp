@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "batch.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include "failure.h"
+#include "process.h"
+#include "text.h"
+
+namespace vekbf_tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<ProcessArguments> make_jobs(const ProcessArguments& arguments) {
+  std::vector<ProcessArguments> jobs;
+  std::set<fs::path> names;
+  for (const std::string& input : arguments.inputs) {
+    const fs::path name = fs::path(input).filename();
+    if (!names.insert(name).second) {
+      throw UsageError("two of the inputs would become '" + name.string() + "' in --out-dir");
+    }
+    ProcessArguments job = arguments;
+    job.inputs = {input};
+    job.output = fs::path(arguments.outDir) / name;
+    job.label = "'" + input + "': ";
+    jobs.push_back(std::move(job));
+  }
+  return jobs;
+}
+
+}  // namespace
+
+void process_batch(const ProcessArguments& arguments, int standardOutput) {
+  const std::vector<ProcessArguments> jobs = make_jobs(arguments);
+  std::error_code error;
+  fs::create_directory(arguments.outDir, error);
+  if (error) {
+    throw RunError("cannot make the folder '" + arguments.outDir + "': " + error.message());
+  }
+  std::atomic<std::size_t> next = 0;
+  std::atomic<long long> failed = 0;
+  const auto work = [&] {
+    for (std::size_t i = next++; i < jobs.size(); i = next++) {
+      try {
+        process(jobs[i], standardOutput);
+      } catch (const std::exception& failure) {
+        failed++;
+        say(failure.what());
+      }
+    }
+  };
+  const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
+  std::vector<std::thread> threads;
+  for (std::size_t t = 1; t < std::min(cores, jobs.size()); t++) threads.emplace_back(work);
+  work();
+  for (std::thread& thread : threads) thread.join();
+  if (failed > 0) {
+    throw RunError(std::to_string(failed) + " of " +
+                   counted(static_cast<long long>(jobs.size()), "file") + " failed");
+  }
+}
+
+}  // namespace vekbf_tool

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "audio_file.h"
+#include "stream.h"
+
+namespace vekbf_tool {
+
+// Mono files of the same rate and length as the channels of one recording. Throws RunError.
+class JoinedFiles : public Source {
+ public:
+  explicit JoinedFiles(const std::vector<std::string>& paths);
+  int channels() const override { return static_cast<int>(files_.size()); }
+  int sampleRate() const override { return files_[0]->sampleRate(); }
+  std::optional<long long> frames() const override { return files_[0]->frames(); }
+  std::string name() const override { return "the joined input"; }
+  std::size_t read(double* samples, std::size_t frames) override;
+
+ private:
+  std::vector<std::unique_ptr<InputFile>> files_;
+  std::vector<double> mono_;
+};
+
+// Some channels of a source, in the given order; the first channel is 1. Throws RunError.
+class PickedChannels : public Source {
+ public:
+  PickedChannels(std::unique_ptr<Source> source, std::vector<int> picks);
+  int channels() const override { return static_cast<int>(picks_.size()); }
+  int sampleRate() const override { return source_->sampleRate(); }
+  std::optional<long long> frames() const override { return source_->frames(); }
+  std::string name() const override { return source_->name(); }
+  std::size_t read(double* samples, std::size_t frames) override;
+
+ private:
+  std::unique_ptr<Source> source_;
+  std::vector<int> picks_;
+  std::vector<double> all_;
+};
+
+}  // namespace vekbf_tool
