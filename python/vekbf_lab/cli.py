@@ -5,10 +5,10 @@ import argparse
 import os
 import sys
 
-from . import compare, doctor, simulate
+from . import compare, doctor, pattern, plot, simulate
 from .errors import LabError
 
-COMMANDS = (simulate, doctor, compare)
+COMMANDS = (simulate, pattern, doctor, compare, plot)
 
 
 class Parser(argparse.ArgumentParser):

@@ -38,3 +38,9 @@ def at_level(signal, decibels):
 def sensor_noise(frames, microphones, decibels, rng):
     """White noise, independent in every microphone."""
     return rng.standard_normal((frames, microphones)) * 32768.0 * 10 ** (decibels / 20)
+
+
+def plane_wave_spectrum(spectrum, array, angle, rate):
+    """The spectrum of one period of a periodic signal as every microphone hears it, shape (frequencies, microphones)."""
+    frequencies = np.arange(len(spectrum)) * rate / (2 * (len(spectrum) - 1))
+    return spectrum[:, None] * np.exp(-2j * np.pi * np.outer(frequencies, array.arrival_delays(angle)))
