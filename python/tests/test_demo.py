@@ -3,6 +3,7 @@
 
 import os
 import re
+import struct
 import subprocess
 import sys
 import tempfile
@@ -12,7 +13,8 @@ from pathlib import Path
 from vekbf_lab import demo, wav
 
 TOOL = os.environ["VEKBF_TOOL"]
-FILES = ["adaptive.wav", "fixed.wav", "microphone0.wav", "microphones.wav", "talker.wav"]
+SOUNDS = ["adaptive.wav", "fixed.wav", "microphone0.wav", "microphones.wav", "talker.wav"]
+FILES = sorted(SOUNDS + ["demo.png"])
 
 
 def run(folder):
@@ -80,8 +82,15 @@ class DemoTest(unittest.TestCase):
         self.assertEqual(worse, rows[2].si_sdr < rows[1].si_sdr)
 
     def test_all_files_are_as_long_as_the_scene(self):
-        lengths = {wav.read(Path(self.folders[0].name, name))[1].shape[0] for name in FILES}
+        lengths = {wav.read(Path(self.folders[0].name, name))[1].shape[0] for name in SOUNDS}
         self.assertEqual(len(lengths), 1)
+
+    def test_the_picture_is_a_page(self):
+        head = Path(self.folders[0].name, "demo.png").read_bytes()[:24]
+        self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
+        width, height = struct.unpack(">II", head[16:])
+        self.assertGreater(width, 1000)
+        self.assertGreater(height, width)
 
 
 class VerdictTest(unittest.TestCase):

@@ -12,7 +12,7 @@ from pathlib import Path
 
 import numpy as np
 
-from . import measures, scene, simulate, speech, wav
+from . import demo_page, measures, plots, scene, simulate, speech, wav
 
 ARRAY = scene.Array(positions=((0.0, 0.0), (0.08, 0.0), (0.16, 0.0), (0.24, 0.0)))
 TALKER_ANGLE = 60
@@ -122,7 +122,7 @@ def wraps(samples):
 def main():
     parser = argparse.ArgumentParser(prog="demo")
     parser.add_argument("--tool", type=Path, required=True, help="the vekbf program")
-    parser.add_argument("--out", type=Path, required=True, help="folder for the WAV files")
+    parser.add_argument("--out", type=Path, required=True, help="folder for the WAV files and the picture")
     options = parser.parse_args()
     options.out.mkdir(parents=True, exist_ok=True)
 
@@ -136,6 +136,7 @@ def main():
     duration = len(mixture) / speech.RATE
     _, heard = wav.read(source)
     rows = [measure("microphone 0", alone[:, 0], heard[:, 0], None)]
+    signals = {"microphone 0, before": heard[:, 0]}
     for algorithm in ("fixed", "adaptive"):
         target = options.out / f"{algorithm}.wav"
         seconds = run_tool(options.tool, source, target, algorithm)
@@ -143,6 +144,11 @@ def main():
         if wraps(result[:, 0]) > 0:
             raise SystemExit(f"{target}: the output left the 16-bit range; the scene is too loud")
         rows.append(measure(algorithm, alone[:, 0], result[:, 0], seconds / duration))
+        signals[f"{algorithm} beamformer, after"] = result[:, 0]
+    signals["the talker alone"] = alone[:, 0]
+    talkers = {"talker": TALKER_ANGLE, "second talker": SECOND_TALKER_ANGLE}
+    page = demo_page.page(ARRAY, talkers, rows, signals, speech.RATE, verdict(*rows))
+    plots.save(page, options.out / "demo.png")
 
     print(
         f"Four microphones in a line, 8 cm apart; a talker at {TALKER_ANGLE} degrees, a second one at "
@@ -154,7 +160,7 @@ def main():
     print(verdict(*rows))
     print(
         f"\nListen to {options.out}/microphone0.wav, then fixed.wav and adaptive.wav beside it; "
-        "talker.wav is the talker alone."
+        "talker.wav is the talker alone. demo.png shows all of it on one page."
     )
 
 

@@ -146,7 +146,7 @@ def levels(axes, signals, rate):
     axes.set_xlim(0, max(len(signal) for signal in signals.values()) / rate)
     axes.grid(alpha=0.3)
     axes.legend(loc="lower right", bbox_to_anchor=(1.0, 1.0), fontsize=8, ncols=len(signals))
-    axes.set_title(f"Level in steps of {1000 * LEVEL_SECONDS:.0f} ms", fontsize=10)
+    axes.set_title(f"Level in steps of {1000 * LEVEL_SECONDS:.0f} ms", fontsize=10, loc="left")
     return axes
 
 
