@@ -72,6 +72,10 @@ void declare_process(CLI::App& app, RawProcess& raw) {
                  "Strength of the adaptive beamformer's gate, 0 to 10")
       ->check(refuse_empty)
       ->capture_default_str();
+  app.add_option("--pre-gain", raw.done.preGain,
+                 "Gain in dB before the samples are rounded to 16 bits, -60 to 60")
+      ->check(refuse_empty)
+      ->capture_default_str();
   app.add_flag("--verbose", raw.done.verbose, "Show the library's own lines on standard error");
 }
 
@@ -156,6 +160,9 @@ ProcessArguments give_meaning(RawProcess& raw) {
   // Written so that not-a-number fails too.
   if (!(raw.vadThreshold >= 0.0 && raw.vadThreshold <= 1.0)) {
     throw UsageError("--vad-threshold is a number from 0 to 1");
+  }
+  if (!(done.preGain >= -60.0 && done.preGain <= 60.0)) {
+    throw UsageError("--pre-gain is a number of decibels from -60 to 60");
   }
   if (raw.intensity < 0 || raw.intensity > 10) {
     throw UsageError("--intensity is a whole number from 0 to 10, not " +

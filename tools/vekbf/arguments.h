@@ -24,6 +24,7 @@ struct ProcessArguments {
   VekBfConfig config = {0.5f, 5};
   std::int32_t angle = 90;  // degrees
   std::string angleTrack;   // file of times and angles
+  double preGain = 0;       // decibels, before the conversion to 16 bits
   bool verbose = false;
   bool readsRaw() const { return inputs[0] == "-"; }
 };

@@ -23,11 +23,14 @@ std::string format_name(int format) {
          (encoding.name != nullptr ? encoding.name : "unknown");
 }
 
-bool is_pcm16_wav(int format) {
+bool is_readable_wav(int format) {
   const int container = format & SF_FORMAT_TYPEMASK;
+  const int encoding = format & SF_FORMAT_SUBMASK;
   return (container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX ||
           container == SF_FORMAT_RF64) &&
-         (format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16;
+         (encoding == SF_FORMAT_PCM_16 || encoding == SF_FORMAT_PCM_24 ||
+          encoding == SF_FORMAT_PCM_32 || encoding == SF_FORMAT_FLOAT ||
+          encoding == SF_FORMAT_DOUBLE);
 }
 
 // libsndfile reads a file that was cut off without a word, but notes in its log how long the header
@@ -62,9 +65,9 @@ InputFile::InputFile(const std::string& path) : path_(path) {
 
   file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
   if (!file_) throw RunError("cannot read '" + path + "' as a WAV file: " + sf_strerror(nullptr));
-  if (!is_pcm16_wav(info_.format)) {
+  if (!is_readable_wav(info_.format)) {
     throw RunError("'" + path + "' is " + format_name(info_.format) +
-                   "; a 16-bit PCM WAV file is needed");
+                   "; a WAV file of 16, 24 or 32-bit or float samples is needed");
   }
   if (is_cut_off(file_.get()))
     throw RunError("'" + path + "' is cut off: its header promises more audio than it holds");

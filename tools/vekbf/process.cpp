@@ -1,85 +1,49 @@
 // SPDX-License-Identifier: MIT
 #include "process.h"
 
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
-#include "aligned_output.h"
-#include "angle_track.h"
-#include "beam.h"
+#include "beam_run.h"
 #include "input_output.h"
 #include "text.h"
+#include "wrap_search.h"
 
 namespace vekbf_tool {
 
 namespace {
 
-constexpr std::size_t kFrames = VEK_BF_BLOCK_FRAMES;
-constexpr int kTailBlocks = VEK_BF_LAG_SAMPLES / VEK_BF_BLOCK_FRAMES;
-
-using InputBlock = std::vector<std::int16_t>;
-
-// The library's rule: a block is dropped when the squares of its first 128 values add up to 0
-// modulo 2^32.
-bool is_zero_block(const InputBlock& block) {
-  std::uint32_t sum = 0;
-  for (std::size_t i = 0; i < kFrames; i++) {
-    const std::int32_t value = block[i];
-    sum += static_cast<std::uint32_t>(value * value);
+std::string what_helps_against_wraps(const ProcessArguments& arguments) {
+  if (arguments.readsRaw()) return "a lower --pre-gain may help";
+  if (const auto gain = find_gain_without_wraps(arguments)) {
+    return "the first without, in steps of 3 dB, is --pre-gain " + plain_number(*gain);
   }
-  return sum == 0;
+  return arguments.algorithm == VEK_ADAPTIVE_BF
+             ? "no --pre-gain down to -24 dB helps: try --algorithm fixed"
+             : "no --pre-gain down to -24 dB helps";
 }
 
-// A 16-bit sample keeps its value: full scale is a power of two.
-std::int16_t to_sample(double value) {
-  return static_cast<std::int16_t>(std::lrint(std::clamp(value * 32768.0, -32768.0, 32767.0)));
+void say_notes(const ProcessArguments& arguments, const RunCounts& counts) {
+  if (counts.zeroBlocks > 0) {
+    say(arguments.label + "the library dropped " + std::to_string(counts.zeroBlocks) + " of " +
+        counted(counts.blocks, "block") +
+        " as zero blocks; the last 384 samples before each such pause come out at its end");
+  }
+  if (counts.clipped > 0) {
+    say(arguments.label + "clipped " + counted(counts.clipped, "input sample") +
+        " beyond the 16-bit range; a lower --pre-gain leaves them whole");
+  }
+  if (counts.wraps > 0) {
+    say(arguments.label + "the output seems to wrap around " + counted(counts.wraps, "time") +
+        "; " + what_helps_against_wraps(arguments));
+  }
 }
 
 }  // namespace
 
 void process(const ProcessArguments& arguments, int standardOutput) {
   const std::unique_ptr<Source> input = open_source(arguments);
-  Beam beam(arguments, input->sampleRate());
   const std::unique_ptr<Sink> sink = open_sink(arguments, input->sampleRate(), standardOutput);
-  AlignedOutput output(*sink);
-
-  const auto mics = static_cast<std::size_t>(input->channels());
-  std::vector<double> samples(mics * kFrames);
-  InputBlock block(mics * kFrames);
-  OutputBlock result;
-  const AngleTrack track = arguments.angleTrack.empty()
-                               ? AngleTrack(arguments.angle)
-                               : AngleTrack(arguments.angle, arguments.angleTrack);
-  std::int32_t angle = arguments.angle;
-  long long frames = 0;
-  long long zeroBlocks = 0;
-  while (const std::size_t got = input->read(samples.data(), kFrames)) {
-    angle = track.at(static_cast<double>(frames) / input->sampleRate());
-    frames += static_cast<long long>(got);
-    std::fill(block.begin(), block.end(), std::int16_t{0});
-    std::transform(samples.data(), samples.data() + got * mics, block.begin(), to_sample);
-    if (is_zero_block(block)) zeroBlocks++;
-    beam.run(block.data(), result.data(), angle);
-    output.put(result, frames);
-    if (got < kFrames) break;
-  }
-  // A block of zeros would bring nothing out: the library drops it. A single 1 is enough to move it
-  // on.
-  std::fill(block.begin(), block.end(), std::int16_t{0});
-  block[0] = 1;
-  for (int i = 0; i < kTailBlocks; i++) {
-    beam.run(block.data(), result.data(), angle);
-    output.put(result, frames);
-  }
+  const RunCounts counts = run_beam(arguments, arguments.preGain, *input, *sink);
   sink->commit();
-
-  if (zeroBlocks > 0) {
-    const long long blocks = (frames + VEK_BF_BLOCK_FRAMES - 1) / VEK_BF_BLOCK_FRAMES;
-    say(arguments.label + "the library dropped " + std::to_string(zeroBlocks) + " of " +
-        counted(blocks, "block") +
-        " as zero blocks; the last 384 samples before each such pause come out at its end");
-  }
+  say_notes(arguments, counts);
 }
 
 }  // namespace vekbf_tool
