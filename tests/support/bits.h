@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "base/complex.h"
 
@@ -26,6 +27,10 @@ inline bool same_bits_flushed(float a, float b) {
 
 inline ::testing::AssertionResult same_floats(const float* actual, const float* expected,
                                               size_t count, bool flushed = false) {
+  // Nearly always, and much faster than one by one.
+  if (count == 0 || std::memcmp(actual, expected, count * sizeof *actual) == 0) {
+    return ::testing::AssertionSuccess();
+  }
   for (size_t i = 0; i < count; ++i) {
     const bool same =
         flushed ? same_bits_flushed(actual[i], expected[i]) : same_bits(actual[i], expected[i]);

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+//
+// The tool's reading of its arguments and of sound files. Whatever it gets it either refuses with
+// one of its own two errors or gives a result that keeps its promises; a plain file with a header
+// of 44 bytes must be accepted, with exactly the samples that stand in it.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "arguments.h"
+#include "array.h"
+#include "audio_file.h"
+#include "failure.h"
+#include "fuzz/target.h"
+
+namespace {
+
+using namespace vekbf::fuzz;
+using namespace vekbf_tool;
+
+constexpr long long kMostFrames = 100000;
+
+// A file in memory with a name.
+class MemoryFile {
+ public:
+  MemoryFile(const uint8_t* bytes, size_t size) : descriptor_(memfd_create("sound", MFD_CLOEXEC)) {
+    expect(descriptor_ >= 0, "no memory file");
+    expect(write(descriptor_, bytes, size) == static_cast<ssize_t>(size), "no memory file");
+  }
+  ~MemoryFile() { close(descriptor_); }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+ private:
+  int descriptor_;
+};
+
+uint32_t little(const uint8_t* bytes, int count) {
+  uint32_t value = 0;
+  for (int i = count - 1; i >= 0; --i) value = value << 8 | bytes[i];
+  return value;
+}
+
+// The simplest file there is, complete and with sensible numbers.
+bool is_plain(const uint8_t* file, size_t size) {
+  if (size <= 44 || std::memcmp(file, "RIFF", 4) != 0 || std::memcmp(file + 8, "WAVEfmt ", 8) != 0)
+    return false;
+  if (std::memcmp(file + 36, "data", 4) != 0 || little(file + 4, 4) != size - 8) return false;
+  const uint32_t channels = little(file + 22, 2);
+  const uint32_t rate = little(file + 24, 4);
+  const uint32_t audio = little(file + 40, 4);
+  return little(file + 16, 4) == 16 && little(file + 20, 2) == 1 && channels >= 1 &&
+         channels <= 4 && rate >= 8000 && rate <= 48000 &&
+         little(file + 28, 4) == rate * channels * 2 && little(file + 32, 2) == channels * 2 &&
+         little(file + 34, 2) == 16 && audio == size - 44 && audio % (channels * 2) == 0;
+}
+
+void sound(const uint8_t* bytes, size_t size) {
+  const MemoryFile memory(bytes, size);
+  const bool plain = is_plain(bytes, size);
+  try {
+    InputFile file(memory.path());
+    const long long frames = file.frames().value_or(0);
+    expect(file.channels() >= 1 && frames >= 1, "accepted without audio");
+    const auto channels = static_cast<size_t>(file.channels());
+    // A header may promise years of silence, and hundreds of channels.
+    if (frames > kMostFrames / file.channels()) return;
+    const auto count = static_cast<size_t>(frames);
+    if (plain) {
+      expect(channels == little(bytes + 22, 2), "another number of channels");
+      expect(file.sampleRate() == static_cast<int>(little(bytes + 24, 4)), "another rate");
+      expect(count == (size - 44) / 2 / channels, "another length");
+    }
+    std::vector<double> samples(count * channels);
+    expect(file.read(samples.data(), count) == count, "it ends too soon");
+    for (size_t i = 0; plain && i < samples.size(); ++i) {
+      const auto value = static_cast<int16_t>(little(bytes + 44 + 2 * i, 2));
+      expect(samples[i] == value / 32768.0, "another sample");
+    }
+  } catch (const RunError& refusal) {
+    expect(!plain, "a plain file is refused:", refusal.what());
+    expect(refusal.what()[0] != '\0', "refused without a word");
+  }
+}
+
+// The coordinates of the positions, read by the rules of a number alone.
+void check_positions(const std::vector<std::string>& words, const MicArray& array) {
+  size_t next = 0;
+  for (size_t i = 0; i < words.size(); ++i) {
+    std::string text;
+    if (words[i] == "--mic" && i + 1 < words.size())
+      text = words[++i];
+    else if (words[i].rfind("--mic=", 0) == 0)
+      text = words[i].substr(6);
+    else
+      continue;
+    if (next >= array.mics.size()) fail("a position is lost");
+    char* end = nullptr;
+    const float x = std::strtof(text.c_str(), &end);
+    expect(*end == ',' && x == array.mics[next].x, "another x:", text.c_str());
+    const float y = std::strtof(end + 1, &end);
+    expect(*end == '\0' && y == array.mics[next].y, "another y:", text.c_str());
+    ++next;
+  }
+}
+
+// One word per line.
+void command_line(Input& input) {
+  std::vector<std::string> words = {"vekbf"};
+  if (input.below(4) != 0) words.insert(words.end(), {"process", "in.wav", "out.wav"});
+  const std::string text(reinterpret_cast<const char*>(input.rest()), input.left());
+  for (size_t from = 0; from < text.size() && words.size() < 40;) {
+    const size_t to = std::min(text.find('\n', from), text.size());
+    words.push_back(text.substr(from, to - from).c_str());  // up to a zero byte
+    from = to + 1;
+  }
+  std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  try {
+    const auto done = parse_arguments(static_cast<int>(words.size()), argv.data());
+    if (!done) return;  // help or version
+    const auto mics = done->array.mics.size();
+    expect(mics >= 1 && mics <= VEK_BF_MAX_MICS, "another number of microphones");
+    for (const Position& mic : done->array.mics) {
+      expect(std::isfinite(mic.x) && std::isfinite(mic.y), "a coordinate is not a number");
+    }
+    expect(done->array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY ||
+               done->array.geometry == VEK_BF_UNIFORM_TRIANGLE_ARRAY,
+           "a geometry without steering");
+    expect(done->array.soundSpeed >= 1, "no sound speed");
+    expect(done->config.vadThreshold >= 0.0f && done->config.vadThreshold <= 1.0f, "threshold");
+    expect(done->config.intensity <= 10, "intensity");
+    expect(done->algorithm == VEK_FIXED_BF || done->algorithm == VEK_ADAPTIVE_BF, "algorithm");
+    check_positions(words, done->array);
+    array_note(done->array);
+  } catch (const UsageError& refusal) {
+    expect(refusal.what()[0] != '\0', "refused without a word");
+  }
+}
+
+}  // namespace
+
+// The first byte says which of the two: a sound file begins with 'R', as its own files do.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0 || data[0] != '-') {
+    sound(data, size);
+    return 0;
+  }
+  Input input(data + 1, size - 1);
+  command_line(input);
+  return 0;
+}
