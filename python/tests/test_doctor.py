@@ -120,7 +120,8 @@ class PlantedTest(unittest.TestCase):
                 self.samples[:, m] = delay(self.samples[:, m], samples)
                 self.expect(("delayed", [m]))
                 text = doctor.examine(self.samples, LINE, RATE)["faults"][0]["text"]
-                self.assertRegex(text, rf"^channel {m} comes {abs(samples)}\.\d samples too {'late' if samples > 0 else 'early'}$")
+                word = "late" if samples > 0 else "early"
+                self.assertRegex(text, rf"^channel {m} comes {abs(samples)}\.\d samples too {word}$")
 
     def test_delayed_by_less_than_the_way_between_two_microphones(self):
         self.samples[:, 1] = delay(self.samples[:, 1], 2.5)
@@ -188,6 +189,8 @@ class DoctorCommandTest(CommandTest):
             self.assertIn(array.rsplit(":", 1)[-1], self.refused(1, "doctor", path, "--array", array))
         self.refused(1, "doctor", path)
         self.refused(1, "doctor", path, "--mic", "0")
+        self.assertIn("1 microphones", self.refused(1, "doctor", path, "--mic", "-0.1,0"))
+        self.refused(2, "doctor", path, "--mic")
         self.refused(1, "doctor", path, "--mic", "nan,0")
         self.refused(1, "doctor", self.folder / "absent.wav", "--array", "line:4:80mm")
         self.refused(1, "doctor", self.file(np.ones((10, 4))), "--array", "line:4:80mm")
@@ -201,7 +204,7 @@ class RealTest(unittest.TestCase):
         return status, json.loads(out)
 
     def test_an_office(self):
-        microphones = ["--mic=-0.113,0", "--mic=0.036,0", "--mic=0.076,0", "--mic=0.113,0"]
+        microphones = ["--mic", "-0.113,0", "--mic", "0.036,0", "--mic", "0.076,0", "--mic", "0.113,0"]
         status, result = self.examine("real_line/talker_75deg_4ch_16k.wav", *microphones)
         self.assertEqual((status, result["faults"]), (0, []))
         self.assertIn(result["angle"], (74, 75))

@@ -2,6 +2,9 @@
 """Measured patterns against the closed form of delay-and-sum, and the files of `vekbf-lab pattern`."""
 
 import csv
+import os
+import subprocess
+import sys
 import unittest
 
 import numpy as np
@@ -109,6 +112,13 @@ class PatternCommandTest(CommandTest):
         status, out, err = call("pattern", *arguments)
         self.assertEqual((status, err), (0, ""))
         self.assertIn("1000", out)
+
+    def test_without_the_library(self):
+        environment = {**os.environ, "VEKBF_LIBRARY": str(self.folder / "absent.so")}
+        command = [sys.executable, "-B", "-m", "vekbf_lab", "pattern", "--array", "line:2:50mm"]
+        result = subprocess.run(command, env=environment, capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout, result.stderr.count("\n")), (1, "", 1), result.stderr)
+        self.assertIn("VEKBF_LIBRARY", result.stderr)
 
     def test_refusals(self):
         line = ("--array", "line:2:50mm")

@@ -171,14 +171,16 @@ class SimulateCommandTest(CommandTest):
 
     def test_refusals(self):
         line = ["--array", "line:2:50mm"]
-        for source in (f"{self.a}", f"{self.a},angle=x", f"{self.a},angel=1", f"{self.a},angle=1,distance=0", "no.wav,angle=1"):
+        wrong = [f"{self.a}{options}" for options in ("", ",angle=x", ",angel=1", ",angle=1,distance=0")]
+        for source in (*wrong, "no.wav,angle=1"):
             self.refused(1, "simulate", self.out, *line, "--source", source)
         good = ["--source", f"{self.a},angle=60"]
         self.refused(1, "simulate", self.out, *line, *good, "--rt60", "0.3")
         self.refused(1, "simulate", self.out, *line, *good, "--room", "4,3")
         self.refused(1, "simulate", self.out, *line, *good, "--room", "1,1,1", "--rt60", "0.2")  # distance 1 m
         self.refused(1, "simulate", self.out, *line, *good, "--seed", "-1")
-        self.assertIn("too loud", self.refused(1, "simulate", self.out, *line, "--source", f"{self.a},angle=60,level=0"))
+        loud = ["--source", f"{self.a},angle=60,level=0"]
+        self.assertIn("too loud", self.refused(1, "simulate", self.out, *line, *loud))
         self.refused(2, "simulate", self.out, *line)
         wav.write(self.folder / "slow.wav", 8000, noise(100))
         self.refused(1, "simulate", self.out, *line, *good, "--source", f"{self.folder / 'slow.wav'},angle=1")

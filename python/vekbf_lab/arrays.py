@@ -77,7 +77,8 @@ def add_arguments(parser):
     group = parser.add_argument_group("the array, one of")
     group.add_argument("--array", metavar="ARRAY", help=HELP)
     group.add_argument("--mic", action="append", metavar="X,Y", help="position in metres, once per channel, in order")
-    parser.add_argument("--geometry", choices=("linear", "triangle"), default="linear", help="of --mic (default linear)")
+    shapes = ("linear", "triangle")
+    parser.add_argument("--geometry", choices=shapes, default="linear", help="of --mic (default linear)")
     parser.add_argument("--sound-speed", type=int, default=343, metavar="M/S", help="metres per second (default 343)")
 
 

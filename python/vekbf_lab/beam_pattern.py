@@ -31,8 +31,9 @@ class Pattern:
             return 10 * np.log10(self.power / at_look)
 
     def directivity_index(self):
-        """Power from the look direction over the mean from all directions, dB per band. The pattern of a line is the same
-        all around it: the mean is over the sphere. That of other arrays is known in their plane only: over the circle."""
+        """Power from the look direction over the mean from all directions, dB per band. The pattern of a line is the
+        same all around it: the mean is over the sphere. That of other arrays is known in their plane only: over the
+        circle."""
         relative = 10 ** (self.decibels / 10)
         if not self.is_line:
             return -10 * np.log10(relative.mean(axis=0))
@@ -52,8 +53,8 @@ class Pattern:
         return step * (self._reach(levels, look, 1) + self._reach(levels, look, -1))
 
     def _reach(self, levels, look, way):
-        """Steps from the look direction to where the level crosses -3 dB, with fractions. A line's pattern ends with its
-        axis."""
+        """Steps from the look direction to where the level crosses -3 dB, with fractions. A line's pattern ends with
+        its axis."""
         for steps in range(1, len(levels)):
             at = look + way * steps
             if self.is_line and not 0 <= at < len(levels):

@@ -30,9 +30,19 @@ def parser():
     return top
 
 
+def joined(arguments):
+    """`--mic -0.1,0` as `--mic=-0.1,0`: what begins with a minus sign would be taken for an option."""
+    words = iter(arguments)
+    result = []
+    for word in words:
+        position = next(words, None) if word == "--mic" else None
+        result.append(word if position is None else f"{word}={position}")
+    return result
+
+
 def main(arguments=None):
     """Run one subcommand; 0 on success, 1 for what went wrong, 2 for a wrong command line."""
-    options = parser().parse_args(arguments)
+    options = parser().parse_args(joined(sys.argv[1:] if arguments is None else arguments))
     try:
         status = options.run(options) or 0
         sys.stdout.flush()
@@ -42,7 +52,8 @@ def main(arguments=None):
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     except OSError as error:
-        print(f"vekbf-lab: {error.filename or ''}: {error.strerror or error}", file=sys.stderr)
+        where = "" if error.filename is None else f"{error.filename}: "
+        print(f"vekbf-lab: {where}{error.strerror or error}", file=sys.stderr)
         return 1
     except LabError as error:
         print(f"vekbf-lab: {error}", file=sys.stderr)

@@ -19,7 +19,8 @@ def plan(axes, array, talkers):
         axes.annotate(f"m{m}", (x, y), xytext=(0, -15), textcoords="offset points", ha="center", fontsize=9)
     for n, (name, angle) in enumerate(talkers.items()):
         towards = np.array([np.cos(np.radians(angle)), np.sin(np.radians(angle))])
-        axes.annotate("", 0.25 * towards, xytext=0.95 * towards, arrowprops={"arrowstyle": "->", "color": f"C{n}", "lw": 2})
+        arrow = {"arrowstyle": "->", "color": f"C{n}", "lw": 2}
+        axes.annotate("", 0.25 * towards, xytext=0.95 * towards, arrowprops=arrow)
         axes.plot(*(1.02 * towards), "s", color=f"C{n}", markersize=9)
         axes.annotate(
             f"{name}, {angle}°", 1.02 * towards, xytext=(0, 10), textcoords="offset points", ha="center", fontsize=9
@@ -42,7 +43,8 @@ def figures(axes, rows):
     for n, (place, values, label) in enumerate(zip(axes, columns, words)):
         place.plot(values, where, "o", color=f"C{n}", markersize=9)
         for y, value in zip(where, values):
-            place.annotate(f"{value:.1f}", (value, y), xytext=(8, 0), textcoords="offset points", va="center", fontsize=9)
+            beside = {"xytext": (8, 0), "textcoords": "offset points"}
+            place.annotate(f"{value:.1f}", (value, y), **beside, va="center", fontsize=9)
         place.set_xlabel(label)
         place.set_yticks(where, [row.name for row in rows])
         place.set_ylim(len(rows) - 0.5, -0.5)

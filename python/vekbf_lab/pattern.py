@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The beam pattern: plane waves from every direction, sent through the library, band by band.
 
-Writes a table (.csv, levels in dB relative to the look direction) or a picture (.png, .svg) for each OUT, and prints the
-directivity index and the beam width. A line's directivity is that against noise from all of space, a square's
+Writes a table (.csv, levels in dB relative to the look direction) or a picture (.png, .svg) for each OUT, and prints
+the directivity index and the beam width. A line's directivity is that against noise from all of space, a square's
 that against noise from all around in its plane. The adaptive algorithm adapts to each wave as it comes; its pattern
 is not that of a beam which stays as it is.
 """

@@ -35,6 +35,10 @@ def hertz(frequency):
     return f"{frequency / 1000:.3g} kHz" if frequency >= 1000 else f"{frequency:.0f} Hz"
 
 
+def octaves(lowest, highest):
+    return [f for f in (250, 500, 1000, 2000, 4000, 8000, 16000) if lowest <= f <= highest]
+
+
 def beam_polar(axes, pattern, centres=(500, 1000, 2000, 4000)):
     """The pattern of the bands next to `centres`, on polar axes. A line's pattern is drawn on both of its sides."""
     angles, levels = pattern.angles, np.maximum(pattern.decibels, DEEPEST_DB)
@@ -64,7 +68,7 @@ def beam_map(axes, pattern):
     image = axes.pcolormesh(edges, rows, pattern.decibels, vmin=DEEPEST_DB, vmax=0, cmap="viridis", rasterized=True)
     axes.axhline(pattern.look, color="white", linestyle="--", linewidth=1)
     axes.set_xscale("log")
-    ticks = [f for f in (250, 500, 1000, 2000, 4000, 8000, 16000) if edges[0] <= f <= edges[-1]]
+    ticks = octaves(edges[0], edges[-1])
     axes.set_xticks(ticks, [hertz(f) for f in ticks])
     axes.minorticks_off()
     axes.set_xlabel("frequency (third octaves)")
@@ -81,7 +85,7 @@ def beam_figures(axes, pattern):
     axes.semilogx(pattern.centres, pattern.directivity_index(), "o-", color="C0", markersize=3)
     where = "over the sphere" if pattern.is_line else "in the plane"
     axes.set_ylabel(f"directivity index {where} (dB)", color="C0")
-    ticks = [f for f in (250, 500, 1000, 2000, 4000, 8000, 16000) if pattern.centres[0] <= f <= pattern.centres[-1] * 1.1]
+    ticks = octaves(pattern.centres[0] / 1.1, pattern.centres[-1] * 1.1)
     axes.set_xticks(ticks, [hertz(f) for f in ticks])
     axes.minorticks_off()
     axes.set_xlabel("frequency")

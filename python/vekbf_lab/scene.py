@@ -41,6 +41,7 @@ def sensor_noise(frames, microphones, decibels, rng):
 
 
 def plane_wave_spectrum(spectrum, array, angle, rate):
-    """The spectrum of one period of a periodic signal as every microphone hears it, shape (frequencies, microphones)."""
+    """The spectrum of one period of a periodic signal as every microphone hears it, shape (frequencies,
+    microphones)."""
     frequencies = np.arange(len(spectrum)) * rate / (2 * (len(spectrum) - 1))
     return spectrum[:, None] * np.exp(-2j * np.pi * np.outer(frequencies, array.arrival_delays(angle)))

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 """A scene from mono files: an array, talkers around it, noise, and a room if there is to be one.
 
-Each source is FILE,angle=DEGREES with, optionally: level=DB (of 16-bit full scale while it speaks, default -26), to=DEGREES
-(it moves evenly from angle to there), start=SECONDS, distance=METRES (in a room, default 1). Besides the scene each
-source is written alone, as all microphones hear it, into OUT-source1.wav and so on.
+Each source is FILE,angle=DEGREES with, optionally: level=DB (of 16-bit full scale while it speaks, default -26),
+to=DEGREES (it moves evenly from angle to there), start=SECONDS, distance=METRES (in a room, default 1). Besides the
+scene each source is written alone, as all microphones hear it, into OUT-source1.wav and so on.
 """
 
 from dataclasses import dataclass
