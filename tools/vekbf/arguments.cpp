@@ -76,6 +76,9 @@ void declare_process(CLI::App& app, RawProcess& raw) {
                  "Gain in dB before the samples are rounded to 16 bits, -60 to 60")
       ->check(refuse_empty)
       ->capture_default_str();
+  app.add_flag("--json", raw.done.json,
+               "Report each finished file in a line of JSON on standard output, or on standard "
+               "error where standard output carries the result");
   app.add_flag("--verbose", raw.done.verbose, "Show the library's own lines on standard error");
 }
 

@@ -25,6 +25,7 @@ struct ProcessArguments {
   std::int32_t angle = 90;  // degrees
   std::string angleTrack;   // file of times and angles
   double preGain = 0;       // decibels, before the conversion to 16 bits
+  bool json = false;
   bool verbose = false;
   bool readsRaw() const { return inputs[0] == "-"; }
 };

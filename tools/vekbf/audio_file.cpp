@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "failure.h"
 
@@ -120,9 +121,19 @@ void OutputFile::write(const std::int16_t* samples, std::size_t count) {
   }
 }
 
-void OutputFile::commit() {
+void OutputFile::close() {
   const int closed = sf_close(file_.release());
   if (closed != 0) throw RunError("cannot write '" + partPath_ + "': " + sf_error_number(closed));
+}
+
+std::string OutputFile::abandon() {
+  close();
+  const std::string kept = std::exchange(partPath_, "");
+  return std::string(1, '\'').append(kept).append("'");
+}
+
+void OutputFile::commit() {
+  close();
   std::error_code error;
   fs::rename(partPath_, path_, error);
   if (error) throw RunError("cannot give '" + partPath_ + "' its final name: " + error.message());

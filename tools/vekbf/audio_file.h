@@ -36,7 +36,8 @@ class InputFile : public Source {
 };
 
 // A mono 16-bit WAV file that appears under its name only when it is complete: it grows as
-// PATH.part, which is removed again unless commit() is reached. Every member throws RunError.
+// PATH.part, which is removed again unless commit() or abandon() is reached. Every member throws
+// RunError.
 class OutputFile : public Sink {
  public:
   OutputFile(const std::string& path, const std::vector<std::string>& inputPaths, int sampleRate);
@@ -45,8 +46,10 @@ class OutputFile : public Sink {
   OutputFile& operator=(const OutputFile&) = delete;
   void write(const std::int16_t* samples, std::size_t count) override;
   void commit() override;
+  std::string abandon() override;
 
  private:
+  void close();
   std::string path_;
   std::string partPath_;
   Sound file_;

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "failure.h"
+#include "interruption.h"
 #include "process.h"
 #include "text.h"
 
@@ -45,10 +46,14 @@ void process_batch(const ProcessArguments& arguments, int standardOutput) {
   }
   std::atomic<std::size_t> next = 0;
   std::atomic<long long> failed = 0;
+  std::atomic<long long> done = 0;
   const auto work = [&] {
-    for (std::size_t i = next++; i < jobs.size(); i = next++) {
+    for (std::size_t i = next++; i < jobs.size() && !interrupted(); i = next++) {
       try {
         process(jobs[i], standardOutput);
+        done++;
+      } catch (const Interruption& stop) {
+        say(stop.what());
       } catch (const std::exception& failure) {
         failed++;
         say(failure.what());
@@ -60,6 +65,10 @@ void process_batch(const ProcessArguments& arguments, int standardOutput) {
   for (std::size_t t = 1; t < std::min(cores, jobs.size()); t++) threads.emplace_back(work);
   work();
   for (std::thread& thread : threads) thread.join();
+  if (interrupted()) {
+    throw Interruption("interrupted: " + std::to_string(done) + " of " +
+                       counted(static_cast<long long>(jobs.size()), "file") + " are complete");
+  }
   if (failed > 0) {
     throw RunError(std::to_string(failed) + " of " +
                    counted(static_cast<long long>(jobs.size()), "file") + " failed");

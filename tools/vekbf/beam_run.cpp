@@ -9,6 +9,7 @@
 #include "angle_track.h"
 #include "beam.h"
 #include "conversion.h"
+#include "interruption.h"
 
 namespace vekbf_tool {
 
@@ -54,8 +55,11 @@ RunCounts run_beam(const ProcessArguments& arguments, double preGain, Source& in
     if (is_zero_block(block)) counts.zeroBlocks++;
     beam.run(block.data(), result.data(), angle);
     output.put(result, counts.frames);
-    if (got < kFrames) break;
+    if (got < kFrames || interrupted()) break;
   }
+  counts.cutShort = interrupted();
+  counts.clipped = convert.clipped();
+  if (counts.cutShort) return counts;
   // A block of zeros would bring nothing out: the library drops it. A single 1 is enough to move it
   // on.
   std::fill(block.begin(), block.end(), std::int16_t{0});
@@ -64,7 +68,6 @@ RunCounts run_beam(const ProcessArguments& arguments, double preGain, Source& in
     beam.run(block.data(), result.data(), angle);
     output.put(result, counts.frames);
   }
-  counts.clipped = convert.clipped();
   counts.wraps = output.wraps();
   return counts;
 }

@@ -8,6 +8,7 @@ namespace vekbf_tool {
 
 // What happened to a signal on its way through the library.
 struct RunCounts {
+  bool cutShort = false;  // by an interruption
   long long frames = 0;
   long long blocks = 0;
   long long zeroBlocks = 0;  // dropped by the library

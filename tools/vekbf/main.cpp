@@ -7,6 +7,7 @@
 #include "array.h"
 #include "batch.h"
 #include "failure.h"
+#include "interruption.h"
 #include "library_lines.h"
 #include "process.h"
 #include "text.h"
@@ -21,9 +22,13 @@ int main(int argc, char** argv) {
     if (!arguments) return 0;
     const LibraryLines lines(arguments->verbose);
     if (const std::string note = array_note(arguments->array); !note.empty()) say(note);
+    watch_for_interruption();
     const auto run = arguments->outDir.empty() ? process : process_batch;
     run(*arguments, lines.originalStdout());
     return 0;
+  } catch (const Interruption& stop) {
+    say(stop.what());
+    return kExitInterrupted;
   } catch (const UsageError& error) {
     say(error.what());
     return kExitUsage;

@@ -1,8 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "process.h"
 
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
 #include "beam_run.h"
+#include "failure.h"
 #include "input_output.h"
+#include "interruption.h"
+#include "progress.h"
+#include "report.h"
 #include "text.h"
 #include "wrap_search.h"
 
@@ -10,17 +20,19 @@ namespace vekbf_tool {
 
 namespace {
 
-std::string what_helps_against_wraps(const ProcessArguments& arguments) {
-  if (arguments.readsRaw()) return "a lower --pre-gain may help";
-  if (const auto gain = find_gain_without_wraps(arguments)) {
-    return "the first without, in steps of 3 dB, is --pre-gain " + plain_number(*gain);
+std::string what_helps_against_wraps(const ProcessArguments& arguments, const Report& report) {
+  if (arguments.readsRaw() || interrupted()) return "a lower --pre-gain may help";
+  if (report.preGainWithoutWraps) {
+    return "the first without, in steps of 3 dB, is --pre-gain " +
+           plain_number(*report.preGainWithoutWraps);
   }
   return arguments.algorithm == VEK_ADAPTIVE_BF
              ? "no --pre-gain down to -24 dB helps: try --algorithm fixed"
              : "no --pre-gain down to -24 dB helps";
 }
 
-void say_notes(const ProcessArguments& arguments, const RunCounts& counts) {
+void say_notes(const ProcessArguments& arguments, const Report& report) {
+  const RunCounts& counts = report.counts;
   if (counts.zeroBlocks > 0) {
     say(arguments.label + "the library dropped " + std::to_string(counts.zeroBlocks) + " of " +
         counted(counts.blocks, "block") +
@@ -32,18 +44,43 @@ void say_notes(const ProcessArguments& arguments, const RunCounts& counts) {
   }
   if (counts.wraps > 0) {
     say(arguments.label + "the output seems to wrap around " + counted(counts.wraps, "time") +
-        "; " + what_helps_against_wraps(arguments));
+        "; " + what_helps_against_wraps(arguments, report));
   }
+}
+
+Report run_and_keep(const ProcessArguments& arguments, int standardOutput) {
+  // The notes on several files at a time would run into the line that shows the progress.
+  std::unique_ptr<Source> input = open_source(arguments);
+  if (arguments.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
+  Report report;
+  report.sampleRate = input->sampleRate();
+  const std::unique_ptr<Sink> sink = open_sink(arguments, report.sampleRate, standardOutput);
+  const auto start = std::chrono::steady_clock::now();
+  report.counts = run_beam(arguments, arguments.preGain, *input, *sink);
+  if (report.counts.cutShort) {
+    throw Interruption(arguments.label + "interrupted: what is done so far is in " +
+                       sink->abandon());
+  }
+  sink->commit();
+  report.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return report;
 }
 
 }  // namespace
 
 void process(const ProcessArguments& arguments, int standardOutput) {
-  const std::unique_ptr<Source> input = open_source(arguments);
-  const std::unique_ptr<Sink> sink = open_sink(arguments, input->sampleRate(), standardOutput);
-  const RunCounts counts = run_beam(arguments, arguments.preGain, *input, *sink);
-  sink->commit();
-  say_notes(arguments, counts);
+  Report report = run_and_keep(arguments, standardOutput);
+  if (report.counts.wraps > 0 && !arguments.readsRaw()) {
+    report.preGainWithoutWraps = find_gain_without_wraps(arguments);
+  }
+  say_notes(arguments, report);
+  if (interrupted())
+    throw Interruption(arguments.label + "interrupted when the result was complete");
+  if (!arguments.json) return;
+  const int target = arguments.output == "-" ? STDERR_FILENO : standardOutput;
+  if (dprintf(target, "%s\n", as_json(arguments, report).c_str()) < 0) {
+    throw RunError("cannot write the report");
+  }
 }
 
 }  // namespace vekbf_tool

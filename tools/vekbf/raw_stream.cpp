@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "interruption.h"
 #include "text.h"
 
 namespace vekbf_tool {
@@ -23,6 +24,7 @@ std::size_t RawInput::read(double* samples, std::size_t frames) {
   const std::size_t wanted = samples_.size() * sizeof samples_[0];
   std::size_t have = 0;
   while (have < wanted) {
+    if (!wait_readable(descriptor_)) return 0;
     char* const next = reinterpret_cast<char*>(samples_.data()) + have;
     const ssize_t got = ::read(descriptor_, next, wanted - have);
     if (got == 0) break;
@@ -50,6 +52,8 @@ void RawOutput::write(const std::int16_t* samples, std::size_t count) {
     if (done >= 0) {
       next += done;
       left -= static_cast<std::size_t>(done);
+    } else if (errno == EINTR && interrupted()) {
+      return;
     } else if (errno != EINTR) {
       throw RunError(std::string("cannot write standard output: ") + std::strerror(errno));
     }

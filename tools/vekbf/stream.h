@@ -29,6 +29,8 @@ class Sink {
   virtual void write(const std::int16_t* samples, std::size_t count) = 0;
   // What was written is complete. Without it a file is removed again.
   virtual void commit() = 0;
+  // No more will come: keeps what was written, and says where.
+  virtual std::string abandon() = 0;
 };
 
 }  // namespace vekbf_tool

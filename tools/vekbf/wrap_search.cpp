@@ -12,6 +12,7 @@ class NoSink : public Sink {
  public:
   void write(const std::int16_t*, std::size_t) override {}
   void commit() override {}
+  std::string abandon() override { return "nowhere"; }
 };
 
 }  // namespace
@@ -22,7 +23,9 @@ std::optional<double> find_gain_without_wraps(const ProcessArguments& arguments)
   for (double gain = arguments.preGain - kStep; gain >= kLowest; gain -= kStep) {
     const std::unique_ptr<Source> input = open_source(arguments);
     NoSink nowhere;
-    if (run_beam(arguments, gain, *input, nowhere).wraps == 0) return gain;
+    const RunCounts counts = run_beam(arguments, gain, *input, nowhere);
+    if (counts.cutShort) return std::nullopt;
+    if (counts.wraps == 0) return gain;
   }
   return std::nullopt;
 }

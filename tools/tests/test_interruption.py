@@ -1,0 +1,193 @@
+# SPDX-License-Identifier: MIT
+"""What an interrupted run leaves, what a terminal gets to see, and the report for programs."""
+
+import array
+import json
+import os
+import signal
+import subprocess
+import unittest
+
+from support import BLOCK, LAG, TOOL, ToolTest, line_of, noise, read_wav, write_wav
+
+
+class InterruptionTest(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.part = self.output.with_name("out.wav.part")
+
+    def interrupt_pipe(self, number, target, blocks=20):
+        """Stops a run that waits for more input; returns (status, raw output, standard error)."""
+        command = [TOOL, "process", "-", target, "--mic", "0,0", "--rate", "16000"]
+        with subprocess.Popen(
+            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0
+        ) as tool:
+            tool.stdin.write(array.array("h", noise(blocks * BLOCK)).tobytes())
+            heard = b""
+            if target == "-":
+                while len(heard) < 2 * (blocks * BLOCK - LAG):
+                    heard += tool.stdout.read(4096)
+            else:
+                # The pipe is empty once the tool waits for the next block.
+                while pending(tool.stdin.fileno()) > 0:
+                    pass
+            tool.send_signal(number)
+            self.assertEqual(tool.wait(timeout=30), 130)
+            return heard + tool.stdout.read(), tool.stderr.read().decode()
+
+    def test_what_is_done_so_far_is_a_valid_file(self):
+        _, whole = self.process(noise(30 * BLOCK), 1)
+        self.output.unlink()
+        for number in (signal.SIGINT, signal.SIGTERM):
+            heard, said = self.interrupt_pipe(number, self.output)
+            self.assertEqual(heard, b"")
+            self.assertRegex(said, r"\Avekbf: interrupted: [^\n]+out\.wav\.part'\n\Z")
+            self.assertFalse(self.output.exists())
+            channels, rate, samples = read_wav(self.part)
+            self.assertEqual((channels, rate), (1, 16000))
+            # The last block may have been on its way.
+            self.assertIn(len(samples), (20 * BLOCK - LAG, 19 * BLOCK - LAG))
+            self.assertEqual(samples, whole[: len(samples)])
+
+    def test_an_older_result_stays(self):
+        self.output.write_bytes(b"old")
+        self.interrupt_pipe(signal.SIGINT, self.output)
+        self.assertEqual(self.output.read_bytes(), b"old")
+
+    def test_piped_output_ends_with_whole_blocks(self):
+        _, whole = self.process(noise(30 * BLOCK), 1)
+        heard, said = self.interrupt_pipe(signal.SIGTERM, "-")
+        self.assertEqual(said, "vekbf: interrupted: what is done so far is in standard output\n")
+        self.assertEqual(heard, array.array("h", whole[: 20 * BLOCK - LAG]).tobytes())
+
+    def test_a_long_file_is_interrupted_too_and_a_batch_as_well(self):
+        names = [self.folder / f"{name}.wav" for name in "abcdefgh"]
+        data = array.array("h", noise(16000)).tobytes()
+        write_wav(names[0], [])
+        head = bytearray(names[0].read_bytes())
+        # Four minutes of 48 kHz with four channels: seconds of work, stopped in the middle.
+        repeats = 2880
+        head[22:24] = (4).to_bytes(2, "little")
+        head[32:34] = (8).to_bytes(2, "little")
+        head[24:28] = (48000).to_bytes(4, "little")
+        head[4:8] = (36 + repeats * len(data)).to_bytes(4, "little")
+        head[40:44] = (repeats * len(data)).to_bytes(4, "little")
+        with open(names[0], "wb") as file:
+            file.write(head)
+            for _ in range(repeats):
+                file.write(data)
+        for name in names[1:]:
+            name.symlink_to(names[0])
+        results = self.folder / "results"
+        for ending, arguments in (
+            ("out.wav.part", [names[0], self.output]),
+            ("are complete", [*names, "--out-dir", results]),
+        ):
+            command = [TOOL, "process", *arguments, *line_of(4), "--algorithm", "adaptive"]
+            with subprocess.Popen(command, stderr=subprocess.PIPE, text=True) as tool:
+                part = self.part if ending == "out.wav.part" else results / "a.wav.part"
+                while not (part.exists() and part.stat().st_size > 2000):
+                    self.assertIsNone(tool.poll())
+                tool.send_signal(signal.SIGINT)
+                said = tool.stderr.read()
+            self.assertEqual(tool.returncode, 130, said)
+            self.assertIn(ending, said.splitlines()[-1])
+            self.assertGreater(len(read_wav(part)[2]), 500)
+            self.assertFalse(part.with_name(part.name[: -len(".part")]).exists())
+
+    def test_a_signal_that_was_ignored_stays_ignored(self):
+        command = f'trap "" INT; exec "{TOOL}" process - "{self.output}" --mic 0,0 --rate 16000'
+        with subprocess.Popen(["sh", "-c", command], stdin=subprocess.PIPE) as tool:
+            tool.stdin.write(array.array("h", noise(9 * BLOCK)).tobytes())
+            tool.stdin.flush()
+            while pending(tool.stdin.fileno()) > 0:
+                pass
+            tool.send_signal(signal.SIGINT)
+            tool.stdin.close()
+            self.assertEqual(tool.wait(timeout=30), 0)
+        self.assertEqual(len(read_wav(self.output)[2]), 9 * BLOCK)
+
+
+def pending(descriptor):
+    """Bytes in a pipe that nobody has read yet."""
+    import fcntl
+    import struct
+    import termios
+
+    return struct.unpack("i", fcntl.ioctl(descriptor, termios.FIONREAD, b"\0\0\0\0"))[0]
+
+
+class ProgressTest(ToolTest):
+    def on_terminal(self, *arguments, stdin=None):
+        outer, inner = os.openpty()
+        command = [TOOL, "process", *map(str, arguments), "--mic", "0,0"]
+        subprocess.run(command, stdin=stdin, stderr=inner, check=True, timeout=60)
+        os.set_blocking(outer, False)
+        try:
+            shown = os.read(outer, 65536)
+        except BlockingIOError:
+            shown = b""
+        os.close(inner)
+        os.close(outer)
+        return shown.decode()
+
+    def test_a_terminal_sees_progress_that_is_wiped_in_the_end(self):
+        write_wav(self.input, noise(5000))
+        shown = self.on_terminal(self.input, self.output)
+        self.assertRegex(shown, r"\A(\rvekbf: +\d+%)+\r +\r\Z")
+
+    def test_notes_come_after_the_progress_is_gone(self):
+        write_wav(self.input, [0] * 5000)
+        self.assertRegex(self.on_terminal(self.input, self.output), r"%\r +\rvekbf: the library dropped [^\r\n]+\r\n\Z")
+
+    def test_no_progress_without_a_length(self):
+        self.assertEqual(self.on_terminal("-", self.output, "--rate", 16000, stdin=subprocess.DEVNULL), "")
+
+
+class ReportTest(ToolTest):
+    def report(self, samples, *arguments):
+        write_wav(self.input, samples)
+        result = self.run_tool("process", self.input, self.output, "--mic", "0,0", "--json", *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(result.stdout.count("\n"), 1)
+        return json.loads(result.stdout)
+
+    def test_what_it_says(self):
+        report = self.report(noise(4 * BLOCK) + [0] * (3 * BLOCK) + noise(4 * BLOCK + 1))
+        self.assertAlmostEqual(report["duration_s"], (11 * BLOCK + 1) / 16000, delta=1e-6)
+        self.assertGreater(report["real_time_factor"], 0)
+        self.assertLess(report["real_time_factor"], 100)
+        self.assertEqual((report["blocks"], report["zero_blocks"]), (12, 3))
+        self.assertEqual((report["wraps"], report["clipped_samples"], report["pre_gain_without_wraps_db"]), (0, 0, None))
+        self.assertEqual((report["inputs"], report["output"]), ([str(self.input)], str(self.output)))
+
+    def test_wraps_and_clipping(self):
+        report = self.report([32767, -32767] * 1000)
+        out = read_wav(self.output)[2]
+        self.assertEqual(report["wraps"], sum(abs(b - a) > 32768 for a, b in zip(out, out[1:])))
+        self.assertEqual(report["pre_gain_without_wraps_db"], -6)
+        self.assertEqual(self.report([20000, 1] * 100, "--pre-gain", 6)["clipped_samples"], 100)
+
+    def test_odd_names_are_escaped(self):
+        self.output = self.folder / 'a "b"\\\n\x01ü.wav'
+        self.assertEqual(self.report(noise(300))["output"], str(self.output))
+
+    def test_nothing_in_nothing_out(self):
+        command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000", "--json"]
+        result = subprocess.run(command, input=b"", capture_output=True, check=True)
+        self.assertEqual(result.stdout, b"")
+        report = json.loads(result.stderr)
+        self.assertEqual((report["duration_s"], report["real_time_factor"]), (0, None))
+
+    def test_a_batch_reports_every_file(self):
+        names = [self.folder / f"{i}.wav" for i in range(5)]
+        for i, name in enumerate(names):
+            write_wav(name, noise(1000 * (i + 1)))
+        result = self.run_tool("process", *names, "--out-dir", self.folder / "results", "--mic", "0,0", "--json")
+        reports = [json.loads(line) for line in result.stdout.splitlines()]
+        durations = {report["inputs"][0]: report["duration_s"] for report in reports}
+        self.assertEqual(durations, {str(name): (i + 1) / 16 for i, name in enumerate(names)})
+
+
+if __name__ == "__main__":
+    unittest.main()

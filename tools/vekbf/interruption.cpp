@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "interruption.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+
+#include "failure.h"
+
+namespace vekbf_tool {
+
+namespace {
+
+std::atomic<bool> stopped = false;
+// A signal that comes between the look at `stopped` and the wait would be missed; a byte in a pipe
+// is not.
+std::array<int, 2> wake = {-1, -1};
+
+void note_signal(int) {
+  stopped = true;
+  [[maybe_unused]] const ssize_t ignored = write(wake[1], "", 1);
+}
+
+void watch(int number) {
+  struct sigaction action {};
+  sigaction(number, nullptr, &action);
+  // Whoever started the tool with the signal ignored wants it to stay so.
+  if (action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = note_signal;
+  sigaction(number, &action, nullptr);
+}
+
+}  // namespace
+
+void watch_for_interruption() {
+  if (pipe2(wake.data(), O_CLOEXEC | O_NONBLOCK) != 0) throw RunError("cannot make a pipe");
+  watch(SIGINT);
+  watch(SIGTERM);
+}
+
+bool interrupted() { return stopped; }
+
+bool wait_readable(int descriptor) {
+  std::array<pollfd, 2> ends = {{{descriptor, POLLIN, 0}, {wake[0], POLLIN, 0}}};
+  while (!stopped) {
+    if (poll(ends.data(), ends.size(), -1) > 0 && ends[0].revents != 0) return !stopped;
+  }
+  return false;
+}
+
+}  // namespace vekbf_tool

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "arguments.h"
+#include "beam_run.h"
+
+namespace vekbf_tool {
+
+// A finished run.
+struct Report {
+  RunCounts counts;
+  int sampleRate = 0;
+  double elapsed = 0;                         // seconds from the first read to the last write
+  std::optional<double> preGainWithoutWraps;  // decibels; looked for only where there are wraps
+};
+
+// One line of JSON. Without a duration there is no real-time factor: null.
+std::string as_json(const ProcessArguments& arguments, const Report& report);
+
+}  // namespace vekbf_tool
