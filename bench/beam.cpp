@@ -1,39 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "beam.h"
 
-#include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
 
 #include "reference/model.h"
+#include "support/quiet.h"
 
 namespace vekbf::bench {
-
-namespace {
-
-// Standard output goes nowhere while one of these lives.
-class Silence {
- public:
-  Silence() {
-    fflush(stdout);
-    kept_ = dup(STDOUT_FILENO);
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
-  }
-  ~Silence() {
-    fflush(stdout);
-    dup2(kept_, STDOUT_FILENO);
-    close(kept_);
-  }
-  Silence(const Silence&) = delete;
-  Silence& operator=(const Silence&) = delete;
-
- private:
-  int kept_;
-};
-
-}  // namespace
 
 VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics) {
   VekBfInit array = {};
@@ -52,7 +26,7 @@ VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics
 
 Beam::Beam(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics)
     : side_(side), buffer_((kWorkBufferSize + 7) / 8) {
-  const Silence silence;
+  const test::Quiet quiet;
   const VekBfInit array = bench_array(algorithm, geometry, mics);
   const VekBfConfig config = {0.5f, 5};
   instance_ = side_ == Side::kLibrary ? VekBf_Init(buffer_.data(), &array)
