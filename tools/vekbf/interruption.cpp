@@ -15,6 +15,7 @@ namespace vekbf_tool {
 
 namespace {
 
+// Global, as a signal handler can reach nothing else.
 std::atomic<bool> stopped = false;
 // A signal that comes between the look at `stopped` and the wait would be missed; a byte in a pipe
 // is not.
