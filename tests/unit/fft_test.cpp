@@ -7,67 +7,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "reference/model.h"
 #include "support/bits.h"
-#include "support/failing_heap.h"
+#include "support/fft_states.h"
 #include "support/printed.h"
 #include "support/transforms.h"
 
 namespace vekbf::test {
 namespace {
 
-constexpr int32_t kPowerHann = 0, kHamming = 1, kHann = 2, kRectangular = 3;
 constexpr int32_t kWindows[] = {kPowerHann, kHamming, kHann, kRectangular, 4, 7, -1};
-constexpr int kBlocks = 5;  // a state, its three arrays and its plan
-
-const std::string kEnabledLine = kConfiguredLine;
-
-struct FreeState {
-  void operator()(FftState* state) const { fft_free(state); }
-};
-using State = std::unique_ptr<FftState, FreeState>;
-
-// A state, and what fft_init printed while it was made.
-struct Made {
-  State state;
-  std::string text;
-};
-
-Made make(const FftInitParams& params) {
-  Made made;
-  made.text = printed([&] { made.state.reset(fft_init(&params)); });
-  return made;
-}
-
-State make_state(int32_t size, int32_t window = kHamming, int32_t symmetric = 0) {
-  return make({symmetric, size, 0, window}).state;
-}
-
-// A call that must print nothing.
-void transform(const State& state, float* in, float* out, int32_t direction) {
-  EXPECT_EQ(printed([&] { do_fft(state.get(), in, out, direction); }), "");
-}
-
-Spectrum forward(const State& state, Samples& in) {
-  Spectrum out(in.size() / 2 + 1);
-  transform(state, in.data(), as_floats(out.data()), kForward);
-  return out;
-}
-
-Samples inverse(const State& state, Spectrum in) {
-  Samples out(static_cast<size_t>(state->fftSize));
-  transform(state, as_floats(in.data()), out.data(), kInverse);
-  return out;
-}
-
-Samples random_samples(int32_t size, uint64_t seed) {
-  Random random(seed);
-  return samples_of(Kind::kSamples, size, random);
-}
 
 // --- The records
 
@@ -370,31 +322,7 @@ TEST(DoFft, ChangesNothingElseInTheState) {
   EXPECT_TRUE(same_floats(state->windowSq, squares.data(), 512));
 }
 
-TEST(DoFft, AllocatesNothing) {
-  const State state = make_state(512);
-  Samples in = random_samples(512, 28);
-  Spectrum bins(257);
-  HeapWatch watch;
-  do_fft(state.get(), in.data(), as_floats(bins.data()), kForward);
-  do_fft(state.get(), as_floats(bins.data()), in.data(), kInverse);
-  EXPECT_EQ(watch.allocations(), 0);
-}
-
 // --- Refusals
-
-struct Refusal {
-  Samples in = random_samples(512, 29);
-  Samples out = Samples(514, 7.0f);
-  Samples kept = in;
-
-  std::string call(FftState* state, int32_t direction) {
-    return printed([&] { do_fft(state, in.data(), out.data(), direction); });
-  }
-  void expect_nothing_written() const {
-    EXPECT_TRUE(same_floats(in.data(), kept.data(), in.size()));
-    for (const float x : out) ASSERT_EQ(x, 7.0f);
-  }
-};
 
 TEST(DoFft, ANullStateIsLoggedWhateverTheDirection) {
   Refusal refusal;
@@ -430,79 +358,6 @@ TEST(DoFft, AnyOtherDirectionIsLogged) {
 
 TEST(FftFree, ANullStatePrintsABareLine) {
   EXPECT_EQ(printed([] { fft_free(nullptr); }), "[FFT FREE]: The handle is NULL\n");
-}
-
-// --- Memory
-
-TEST(FftMemory, AStateIsFiveBlocksAndFreeReleasesThemWithoutAWord) {
-  const FftInitParams params = {0, 512, 0, kHamming};
-  FftState* state = nullptr;
-  HeapWatch watch;
-  testing::internal::CaptureStdout();
-  const int before = watch.allocations();
-  state = fft_init(&params);
-  EXPECT_EQ(watch.allocations() - before, kBlocks);
-  EXPECT_EQ(watch.live(), kBlocks);
-  fft_free(state);
-  EXPECT_EQ(watch.live(), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), kEnabledLine);
-}
-
-// Null, or a state that is refused and can be released.
-void expect_unusable(FftState* state, bool expect_null) {
-  if (expect_null) {
-    EXPECT_EQ(state, nullptr);
-    return;
-  }
-  ASSERT_NE(state, nullptr);
-  EXPECT_NE(state->initFlag, 1);
-  Refusal refusal;
-  for (const int32_t direction : {kForward, kInverse, 0}) {
-    EXPECT_EQ(refusal.call(state, direction),
-              "[ALGO_MSG_ERR, do_fft] FFT work buffer hasn't been initialized\n");
-  }
-  refusal.expect_nothing_written();
-  EXPECT_EQ(printed([&] { fft_free(state); }), "");
-}
-
-TEST(FftMemory, WhicheverAllocationFailsTheStateIsNullOrRefused) {
-  for (int failing = 1; failing <= kBlocks; ++failing) {
-    SCOPED_TRACE(failing);
-    const FftInitParams params = {0, 512, 0, kHamming};
-    FftState* state = nullptr;
-    testing::internal::CaptureStdout();
-    {
-      HeapWatch watch(failing);
-      state = fft_init(&params);
-      EXPECT_EQ(watch.live(), state == nullptr ? 0 : watch.allocations() - 1);
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "no word of success";
-    expect_unusable(state, failing == 1);
-  }
-}
-
-TEST(FftMemory, ReleasingAnUnusableStateLeavesNothingBehind) {
-  for (int failing = 1; failing <= kBlocks; ++failing) {
-    const FftInitParams params = {0, 512, 0, kHamming};
-    HeapWatch watch(failing);
-    FftState* state = fft_init(&params);
-    if (state != nullptr) fft_free(state);
-    EXPECT_EQ(watch.live(), 0) << failing;
-  }
-}
-
-// The heap of this test refuses more than a gigabyte; nothing may be computed modulo 2^32 and no
-// window may be written that is not there.
-TEST(FftMemory, SizesThatNoHeapHoldsGiveAnUnusableState) {
-  for (const int32_t size : {0x7fffffff, 0x7ffffffe, 0x40000000, 613566757}) {
-    const FftInitParams params = {0, size, 0, kHamming};
-    HeapWatch watch;
-    FftState* state = fft_init(&params);
-    ASSERT_NE(state, nullptr);
-    EXPECT_EQ(state->initFlag, 0) << size;
-    fft_free(state);
-    EXPECT_EQ(watch.live(), 0) << size;
-  }
 }
 
 // --- The plain model
