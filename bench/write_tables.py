@@ -34,7 +34,7 @@ def medians(path):
 def block_table(times, fftw):
     rows = ["| block of 128 frames | library, µs | plain model, µs | ratio | FFTW transforms | % of a core at 16 kHz |",
             "|---|---|---|---|---|---|"]
-    for name, time in times.items():
+    for name, time in sorted(times.items()):
         if not name.startswith("block/library/"):
             continue
         what = name.removeprefix("block/library/")
@@ -46,7 +46,7 @@ def block_table(times, fftw):
 
 def stage_table(times, fftw):
     rows = ["| stage | library, ns | plain model, ns | ratio | FFTW transforms |", "|---|---|---|---|---|"]
-    for name, time in times.items():
+    for name, time in sorted(times.items()):
         if name.startswith("stage/library/"):
             what = name.removeprefix("stage/library/")
             model = times.get("stage/model/" + what)
