@@ -116,9 +116,11 @@ void call(Input& input, std::unique_ptr<Twin>& twin) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
+  tally("sequences");
   std::array<std::unique_ptr<Twin>, 3> twins;
   for (int i = 0; i < kMaxCalls && !input.empty(); ++i) {
     call(input, twins[input.below(3)]);
+    tally("calls");
     for (const auto& twin : twins) {
       if (twin != nullptr) twin->compare("a call");
     }

@@ -64,6 +64,7 @@ Floats read_floats(Input& input, size_t count) {
 void factors(Input& input) {
   const int32_t n = input.below(2) == 0 ? input.number() : read_size(input);
   const int32_t flags = input.byte();
+  tally("factor lists compared");
   int32_t ours[kFactorSlots];
   int32_t theirs[kFactorSlots];
   std::memset(ours, 0x33, sizeof ours);
@@ -87,6 +88,7 @@ void engine(Input& input) {
   if (ours == nullptr) return;
   expect(ours->ncfft == theirs->ncfft, "another size", "fft_plan_alloc");
   const int32_t n = ours->ncfft;
+  tally("engines compared");
   expect_same(table(ours->twiddles, n), table(theirs->twiddles, n), "twiddles");
   expect_same(table(ours->superTwiddles, n / 2), table(theirs->superTwiddles, n / 2),
               "superTwiddles");
@@ -126,6 +128,7 @@ void front_end(Input& input) {
   const auto count = static_cast<size_t>(std::max(size, 0));
   for (int call = 0; call < 3 && !input.empty(); ++call) {
     const int32_t direction = input.byte() % 4 - 1;
+    tally("frames compared");
     Floats in = count == 0 ? Floats(2) : read_floats(input, count + 2);
     Floats same = in;
     Floats out(count + 2, 7.0f);
@@ -147,6 +150,7 @@ void front_end(Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
+  tally("inputs");
   for (int i = 0; i < 4 && !input.empty(); ++i) {
     switch (input.below(3)) {
       case 0:

@@ -13,6 +13,7 @@ constexpr int kMaxBlocks = 200;
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace vekbf::fuzz;
   Input input(data, size);
+  tally("streams");
   Twin twin(read_init(input, false));
   twin.configure(read_config(input, false));
   // The transform and the detector exist or do not: a refused configuration gives silence.

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
@@ -15,8 +16,13 @@ namespace vekbf::fuzz {
 // The library's lines and the tool's help go nowhere; findings go to standard error.
 void silence_standard_output();
 
-// Says what is wrong and aborts.
+// Says what is wrong, what else there is to know about it (the last note), and aborts.
 [[noreturn]] void fail(const char* what, const char* detail = "");
+void note_for_failure(const std::string& note);
+
+// Counts what was done, by name; the end of the program prints every count on standard error.
+void tally(const char* what, uint64_t number = 1);
+uint64_t tallied(const char* what);
 
 inline void expect(bool holds, const char* what, const char* detail = "") {
   if (!holds) fail(what, detail);

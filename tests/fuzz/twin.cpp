@@ -53,11 +53,18 @@ void Twin::run(const std::vector<int16_t>& in, int32_t angle) {
   const std::vector<int16_t> before = in;
   std::vector<int16_t> out(kHopSize, 0x5a5a);
   std::vector<int16_t> expected(kHopSize, 0x2525);
+  const int32_t processed = library_->blockCounter;
   expect(VekBf_Run(library_, in.data(), out.data(), angle) == VEK_BF_OK, "refused", "run");
   reference::run(model_, in.data(), expected.data(), angle);
   expect(out == expected, "another output", "run");
   expect(in == before, "the input was written", "run");
   compare("run");
+  tally(kCompared);
+  if (library_->blockCounter != processed && makes_sound()) tally(kProcessed);
+}
+
+bool Twin::makes_sound() const {
+  return library_->micNum >= 1 && library_->micNum <= kMaxMics && library_->fftState != nullptr;
 }
 
 void Twin::release() {

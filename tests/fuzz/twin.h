@@ -14,6 +14,11 @@
 
 namespace vekbf::fuzz {
 
+// The counts of blocks, and of those that were neither zero nor given to an instance that cannot
+// transform.
+inline constexpr const char* kCompared = "blocks compared";
+inline constexpr const char* kProcessed = "of them processed";
+
 class Twin {
  public:
   explicit Twin(const VekBfInit& init);
@@ -34,6 +39,8 @@ class Twin {
   void compare(const char* after) const;
 
  private:
+  bool makes_sound() const;
+
   std::unique_ptr<uint8_t[]> library_buffer_;
   std::unique_ptr<uint8_t[]> model_buffer_;
   VekBfHandle library_;

@@ -65,6 +65,7 @@ bool is_plain(const uint8_t* file, size_t size) {
 void sound(const uint8_t* bytes, size_t size) {
   const MemoryFile memory(bytes, size);
   const bool plain = is_plain(bytes, size);
+  tally("sound files");
   try {
     InputFile file(memory.path());
     const long long frames = file.frames().value_or(0);
@@ -80,6 +81,7 @@ void sound(const uint8_t* bytes, size_t size) {
     }
     std::vector<double> samples(count * channels);
     expect(file.read(samples.data(), count) == count, "it ends too soon");
+    tally("of them read to their end");
     for (size_t i = 0; plain && i < samples.size(); ++i) {
       const auto value = static_cast<int16_t>(little(bytes + 44 + 2 * i, 2));
       expect(samples[i] == value / 32768.0, "another sample");
@@ -140,6 +142,7 @@ void command_line(Input& input) {
     expect(done->config.vadThreshold >= 0.0f && done->config.vadThreshold <= 1.0f, "threshold");
     expect(done->config.intensity <= 10, "intensity");
     expect(done->algorithm == VEK_FIXED_BF || done->algorithm == VEK_ADAPTIVE_BF, "algorithm");
+    tally("of them accepted");
     check_positions(words, done->array);
     array_note(done->array);
   } catch (const UsageError& refusal) {
@@ -156,6 +159,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
   }
   Input input(data + 1, size - 1);
+  tally("command lines");
   command_line(input);
   return 0;
 }
