@@ -1,0 +1,230 @@
+# SPDX-License-Identifier: MIT
+"""A copy of a commit with a build of its own, in which one mutant at a time meets the tests."""
+from __future__ import annotations
+
+import hashlib
+import io
+import json
+import os
+import re
+import resource
+import shutil
+import subprocess
+import tarfile
+import time
+from dataclasses import dataclass
+from pathlib import Path
+
+from mutants import Mutant
+
+# Optimised a little: the differences between levels are other tests' business.
+LEVEL = "-O1"
+OPTIONS = [
+    "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={LEVEL}", f"-DCMAKE_C_FLAGS_RELEASE={LEVEL}",
+    "-DVEKBF_WARNINGS_AS_ERRORS=OFF", "-DVEKBF_BUILD_BENCH=OFF", "-DVEKBF_BUILD_TOOLS=OFF",
+]  # fmt: skip
+# The tests of the library: not those of the tree, of packages or of object code, and none that takes minutes.
+LABELS = ("unit", "vectors", "api", "realtime", "endurance", "fuzz")
+MEMORY_BYTES = 4 << 30
+SAMPLE_OF_SCENES = "vectors_scenes"
+SCENE_SHARDS = 29  # one of so many parts of the scenes: twelve of them
+
+
+@dataclass(frozen=True)
+class Test:
+    name: str
+    label: str
+    target: str
+    command: tuple[str, ...]
+    environment: tuple[str, ...]
+
+
+@dataclass
+class Outcome:
+    verdict: str  # killed, hang, survived, or why it is no mutant: broken (does not compile), same (the same code)
+    by: str = ""
+
+
+def _limit() -> None:
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_BYTES, MEMORY_BYTES))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+class Workshop:
+    """`armhf` builds for 32-bit ARM and runs under the emulator, with the tests that meet the lane layer only."""
+
+    def __init__(self, repository: Path, commit: str, tree: Path, armhf: bool = False) -> None:
+        self.tree = tree
+        self.build = self.tree / ("build-armhf" if armhf else "build-native")
+        self.compilers = 1
+        self.armhf = armhf
+        self.durations: dict[str, float] = {}
+        self.repository = repository
+        self.commit = commit
+
+    # --- building
+
+    def _unpack(self) -> None:
+        """Writes what differs from the commit: nothing, unless a run was cut off with a mutant in place."""
+        archive = subprocess.run(["git", "archive", self.commit], cwd=self.repository, capture_output=True, check=True)
+        with tarfile.open(fileobj=io.BytesIO(archive.stdout)) as files:
+            for member in files:
+                path, content = self.tree / member.name, files.extractfile(member)
+                if content is None:
+                    continue
+                text = content.read()
+                if not path.exists() or path.read_bytes() != text:
+                    path.parent.mkdir(parents=True, exist_ok=True)
+                    path.write_bytes(text)
+                    path.chmod(member.mode)
+
+    def _ninja(self, *targets: str) -> bool:
+        command = ["ninja", "-C", str(self.build), "-j", str(self.compilers), *targets]
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
+
+    def prepare(self, compilers: int, durations: dict[str, float]) -> None:
+        """Configures, builds everything unchanged, and notes the time of each test that is not known from a copy;
+        tests that fail are left out."""
+        self._unpack()
+        options = list(OPTIONS)
+        if self.armhf:
+            options.append(f"-DCMAKE_TOOLCHAIN_FILE={self.tree}/cmake/armhf.cmake")
+        if shutil.which("ccache"):
+            options += ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
+        command = ["cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja", *options]
+        subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
+        # A test is listed with its command only once its program is there.
+        targets = ["all"]
+        if self.armhf:
+            stems = [path.stem for path in sorted((self.tree / "tests" / "unit").glob("*_test.cpp"))]
+            targets = [stem for stem in stems if self._for_arm(stem.removesuffix("_test"), "unit")]
+            targets += ["vekbf_static", "stream_digest_test"]
+        self.compilers = compilers
+        built = self._ninja(*targets)
+        self.compilers = 1
+        if not built:
+            raise RuntimeError(f"the unchanged tree does not build: ninja -C {self.build}")
+        self.tests = self._listed()
+        self.objects = self._hashes(self._library_objects())
+        self.test_objects = self._hashes(self._test_objects([t for t in self.tests if t.label == "unit"]))
+        notes = self.build / "durations.json"
+        self.durations = dict(durations)
+        if notes.exists():
+            self.durations = json.loads(notes.read_text(encoding="utf-8"))
+        for test in self.tests:
+            if test.name in self.durations:
+                continue
+            start = time.monotonic()
+            verdict = self._run(test, 900.0)
+            self.durations[test.name] = time.monotonic() - start if verdict == "passed" else -1.0
+        notes.write_text(json.dumps(self.durations), encoding="utf-8")
+        self.left_out = [test.name for test in self.tests if self.durations[test.name] < 0]
+        self.tests = [test for test in self.tests if self.durations[test.name] >= 0]
+        self.tests.sort(key=lambda t: (LABELS.index(t.label), self.durations[t.name]))
+
+    def _listed(self) -> list[Test]:
+        command = ["ctest", "--test-dir", str(self.build), "--show-only=json-v1"]
+        output = subprocess.run(command, capture_output=True, check=True, text=True).stdout
+        tests = []
+        for entry in json.loads(output)["tests"]:
+            properties = {p["name"]: p["value"] for p in entry.get("properties", [])}
+            label = properties.get("LABELS", [""])[0]
+            words = tuple(entry.get("command", ()))
+            program = next((word for word in words if word.startswith(f"{self.build}/")), "")
+            if label not in LABELS or not program or (self.armhf and not self._for_arm(entry["name"], label)):
+                continue
+            environment = tuple(properties.get("ENVIRONMENT", ()))
+            target = os.path.relpath(program, self.build)
+            tests.append(Test(entry["name"], label, target, words, environment))
+            if entry["name"] == "vectors_stream_digest_0":
+                sample = (f"GTEST_TOTAL_SHARDS={SCENE_SHARDS}", "GTEST_SHARD_INDEX=0")
+                tests.append(Test(SAMPLE_OF_SCENES, "vectors", target, words, sample))
+        return tests
+
+    def _for_arm(self, name: str, label: str) -> bool:
+        if label == "unit":
+            source = self.tree / "tests" / "unit" / f"{name}_test.cpp"
+            return source.exists() and '"simd/' in source.read_text(encoding="utf-8")
+        return label == "vectors" and name.startswith("vectors_stream_digest")
+
+    def _library_objects(self) -> list[Path]:
+        return sorted((self.build / "CMakeFiles" / "vekbf_objects.dir").rglob("*.o"))
+
+    def _test_objects(self, tests: list[Test]) -> list[Path]:
+        folder = self.build / "tests" / "CMakeFiles"
+        return [path for test in tests for path in sorted((folder / f"{Path(test.target).name}.dir").rglob("*.o"))]
+
+    @staticmethod
+    def _hashes(paths: list[Path]) -> dict[str, str]:
+        return {str(path): hashlib.sha256(path.read_bytes()).hexdigest() for path in paths}
+
+    # --- testing
+
+    def _run(self, test: Test, limit: float) -> str:
+        environment = dict(os.environ, **dict(pair.split("=", 1) for pair in test.environment))
+        try:
+            status = subprocess.run(test.command, env=environment, stdin=subprocess.DEVNULL, cwd=self.build,
+                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=limit,
+                                    preexec_fn=_limit, check=False).returncode  # fmt: skip
+        except subprocess.TimeoutExpired:
+            return "hang"
+        return "passed" if status == 0 else "failed"
+
+    def _meet(self, tests: list[Test]) -> Outcome | None:
+        """Builds these tests and runs them up to the first that fails."""
+        if not tests:
+            return None
+        if not self._ninja(*sorted({test.target for test in tests})):
+            return Outcome("killed", "compilation of " + ", ".join(test.name for test in tests))
+        for test in tests:
+            verdict = self._run(test, 30.0 + 10.0 * self.durations[test.name])
+            if verdict != "passed":
+                return Outcome("hang" if verdict == "hang" else "killed", test.name)
+        return None
+
+    def _stages(self, mutant: Mutant) -> list[list[Test]]:
+        """The tests that most probably see the mutant first; all in the end."""
+        stem = Path(mutant.path).stem
+        include = re.compile(rf'#include "{re.escape(mutant.path.removeprefix("src/").removesuffix(".cpp"))}(\.h)?"')
+        folder = re.compile(rf'#include "{mutant.path.split("/")[1]}/')
+        own, near = [], []
+        for test in self.tests:
+            source = self.tree / "tests" / "unit" / f"{test.name}_test.cpp"
+            if test.label != "unit" or not source.exists():
+                continue
+            text = source.read_text(encoding="utf-8")
+            if test.name == stem or include.search(text):
+                own.append(test)
+            elif folder.search(text):
+                near.append(test)
+        own.sort(key=lambda t: t.name != stem)
+        scenes = [test for test in self.tests if test.name == SAMPLE_OF_SCENES]
+        # A header is compiled into its tests again, which costs more than a run of scenes.
+        first = [scenes, own] if mutant.path.endswith(".h") else [own, scenes]
+        rest = [test for test in self.tests if test not in own + near + scenes]
+        return [*first, near, *([t for t in rest if t.label == label] for label in LABELS)]
+
+    def judge(self, mutant: Mutant) -> Outcome:
+        """Applies the mutant, builds, tests, and puts the text back."""
+        file = self.tree / mutant.path
+        source = file.read_text(encoding="utf-8")
+        try:
+            file.write_text(mutant.applied(source), encoding="utf-8")
+            if not self._ninja("vekbf_static"):
+                return Outcome("broken")
+            stages = self._stages(mutant)
+            if self._hashes(self._library_objects()) == self.objects:
+                # Perhaps text that only tests compile, like the portable lanes.
+                tests = [test for stage in stages[:3] for test in stage if test.label == "unit"]
+                if not self._ninja(*[test.target for test in tests]):
+                    return Outcome("broken")
+                hashes = self._hashes(self._test_objects(tests))
+                if all(self.test_objects.get(path) == value for path, value in hashes.items()):
+                    return Outcome("same")
+            for stage in stages:
+                outcome = self._meet(stage)
+                if outcome is not None:
+                    return outcome
+            return Outcome("survived")
+        finally:
+            file.write_text(source, encoding="utf-8")
