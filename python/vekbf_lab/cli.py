@@ -5,10 +5,10 @@ import argparse
 import os
 import sys
 
-from . import compare, doctor, pattern, plot, simulate
+from . import compare, doctor, pattern, plot, simulate, study
 from .errors import LabError
 
-COMMANDS = (simulate, pattern, doctor, compare, plot)
+COMMANDS = (simulate, pattern, doctor, compare, plot, study)
 
 
 class Parser(argparse.ArgumentParser):

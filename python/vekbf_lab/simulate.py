@@ -13,6 +13,7 @@ import numpy as np
 from tqdm import tqdm
 
 from . import arrays, audio, room, scene, wav
+from .delay import delay
 from .errors import LabError
 
 # A moving source is cut into overlapping pieces, each of which stands still.
@@ -33,15 +34,29 @@ class Room:
     size: tuple  # metres
     seconds: float  # reverberation time
 
-    def heard(self, signal, array, angle, distance, rate):
-        """The signal at every microphone. The array lies level in the middle of the room. Direct sound has the level
-        in the middle of the array that it has in the open; it also arrives there without delay."""
+    def places(self, array, angle, distance):
+        """(source, microphones). The array lies level in the middle of the room."""
         middle = np.asarray(self.size) / 2
         source = middle + distance * np.array([np.cos(np.radians(angle)), np.sin(np.radians(angle)), 0.0])
-        microphones = [middle + (x, y, 0.0) for x, y in np.asarray(array.positions) - centre(array)]
+        return source, [middle + (x, y, 0.0) for x, y in np.asarray(array.positions) - centre(array)]
+
+    def heard(self, signal, array, angle, distance, rate):
+        """The signal at every microphone. Direct sound has the level in the middle of the array that it has in the
+        open; it is on its way for distance / sound_speed."""
+        source, microphones = self.places(array, angle, distance)
         return distance * room.room_heard(
             signal, self.size, source, microphones, self.seconds, rate, array.sound_speed
         )
+
+    def direct(self, signal, array, angle, distance, rate, *points):
+        """What of it comes straight from the source to every microphone, and to more points given like those of the
+        array: the same without the walls."""
+        source, microphones = self.places(array, angle, distance)
+        middle = np.asarray(self.size) / 2
+        microphones += [middle + (x, y, 0.0) for x, y in np.reshape(points, (-1, 2)) - centre(array)]
+        far = [np.linalg.norm(source - microphone) for microphone in microphones]
+        alone = [distance / metres * delay(signal, metres * rate / array.sound_speed) for metres in far]
+        return np.stack([room.high_pass(part, rate) for part in alone], axis=1)
 
 
 def centre(array):
