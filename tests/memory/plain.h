@@ -14,8 +14,8 @@ namespace vekbf::plain {
 // Counts and names what is not as it should be; plain_main.cpp turns the count into a status.
 void expect(bool condition, const char* what);
 
-// Reads every byte and decides something by it. Checkers report an uninitialised value where
-// something is decided by it, not where it is copied.
+// Uses every byte for an address. Checkers report an uninitialised value where something depends on
+// it, not where it is copied.
 void look_at(const void* memory, size_t size);
 
 // SplitMix64 (Steele, Lea, Flood 2014).

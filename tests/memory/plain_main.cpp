@@ -12,7 +12,7 @@ namespace vekbf::plain {
 namespace {
 
 int failures = 0;
-unsigned looks = 0;
+uint32_t seen[256] = {};  // how often each byte was looked at
 
 }  // namespace
 
@@ -22,11 +22,11 @@ void expect(bool condition, const char* what) {
   fprintf(stderr, "failed: %s\n", what);
 }
 
+// A value as an address is what the checkers never let pass. A sum that is compared with something
+// they take for known as soon as one of its other bits decides the comparison.
 void look_at(const void* memory, size_t size) {
   const auto* bytes = static_cast<const uint8_t*>(memory);
-  uint32_t sum = 0;
-  for (size_t i = 0; i < size; ++i) sum = (sum ^ bytes[i]) * 0x01000193u;
-  if (sum != 0) ++looks;
+  for (size_t i = 0; i < size; ++i) ++seen[bytes[i]];
 }
 
 }  // namespace vekbf::plain
@@ -41,6 +41,6 @@ int main(int argc, char** argv) {
   play_refusals();
   play_transforms();
   play_detectors();
-  expect(looks > 10000, "hardly anything was looked at");
+  expect(seen[0] > 1000000 && seen[0xd3] > 1000, "much was looked at");
   return failures == 0 ? 0 : 1;
 }

@@ -1,0 +1,63 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+#
+# Plants defects of memory in the library and shows that the tests of this folder find them. Only the changed file is
+# compiled: the rest comes from BUILD, a finished build of one of the presets.
+#
+#   planted.sh TREE BUILD WORK
+set -u
+mkdir -p "$3"
+tree=$(cd "$1" && pwd) build=$(cd "$2" && pwd) work=$(cd "$3" && pwd)
+bad=0
+
+# plant PROGRAM FILE FROM TO: the text FROM must be there.
+plant() {
+  program=$1 file=$tree/$2 name=$(basename "$2" .cpp)
+  case "$2" in
+    # A header is seen by the one source that is named behind it.
+    *.h) source=$tree/$3; shift ;;
+    *) source=$file ;;
+  esac
+  from=$3 to=$4
+  name=$(basename "$source" .cpp)
+  rm -rf "$work/src"
+  cp -r "$tree/src" "$work/src"
+  changed=$work/${file#"$tree"/}
+  sed "s|$from|$to|" "$file" >"$changed"
+  if cmp -s "$file" "$changed"; then
+    echo "$program: nothing to change in $file"
+    bad=1
+    return
+  fi
+  commands=$(ninja -C "$build" -t commands "tests/memory/$program")
+  # The changed folder of headers comes before the tree's.
+  compile=$(echo "$commands" | grep -m 1 -e "-c $source\$" |
+    sed "s| -o [^ ]*| -o $work/$name.o|; s| -I$tree/| -I$work/src&|; s| -c $source\$| -c $work/${source#"$tree"/}|")
+  link=$(echo "$commands" | tail -n 1 | sed "s| -o [^ ]*| $work/$name.o -o $work/$program|")
+  if ! (cd "$build" && sh -c "$compile" && sh -c "$link") >"$work/$program.build" 2>&1; then
+    tail -n 20 "$work/$program.build"
+    bad=1
+  elif timeout 300 "$work/$program" >"$work/$program.log" 2>&1; then
+    echo "$program: the defect in ${file#"$tree"/} was not found"
+    bad=1
+  else
+    echo "$program: found in ${file#"$tree"/}: $from -> ${to:-nothing}"
+  fi
+}
+
+if grep -q -e '-fsanitize=memory' "$build/CMakeCache.txt"; then
+  # Arrays of the detector and of the transform that are not cleared.
+  plant plain_scenes src/noise/arrays.h src/noise/mcra2.cpp 'calloc(length, sizeof(float))' 'malloc(length * sizeof(float))'
+  plant plain_scenes src/fft/fft.cpp 'calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float))' \
+    'malloc(count < 1 ? 0 : 4 * static_cast<size_t>(count))'
+  exit $bad
+fi
+# Blocks are kept, or released twice, when memory runs out; a failure is taken for success; one float too many.
+plant every_allocation_test src/noise/arrays.h src/noise/mcra2.cpp '      free_arrays(state, arrays);' ''
+plant every_allocation_test src/noise/vad.cpp 'if (state->mcra == nullptr) {' 'if (false) {'
+plant every_allocation_test src/api/apply_config.cpp '  if (instance->vadState != nullptr) vad_free(instance->vadState);' ''
+plant every_allocation_test src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
+plant process_memory src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
+plant guarded_heap_test src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
+plant guarded_heap_test src/noise/mcra2.cpp 'k < binCount; ++k) {' 'k <= binCount; ++k) {'
+exit $bad
