@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The tool's reading of its arguments and of sound files. Whatever it gets it either refuses with
-// one of its own two errors or gives a result that keeps its promises; a plain file with a header
-// of 44 bytes must be accepted, with exactly the samples that stand in it.
+// The tool's reading of its arguments, of option files, angle tracks and sound files. Whatever it
+// gets it either refuses with one of its own two errors or gives a result that keeps its promises;
+// a plain file with a header of 44 bytes must be accepted, with exactly the samples that stand in
+// it.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -13,9 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "angle_track.h"
 #include "arguments.h"
 #include "array.h"
 #include "audio_file.h"
+#include "conversion.h"
 #include "failure.h"
 #include "fuzz/target.h"
 
@@ -62,6 +65,27 @@ bool is_plain(const uint8_t* file, size_t size) {
          little(file + 34, 2) == 16 && audio == size - 44 && audio % (channels * 2) == 0;
 }
 
+// Without a gain a sample of a 16-bit file keeps its value; any other becomes the nearest that
+// fits.
+void convert(const std::vector<double>& samples) {
+  Conversion conversion(0);
+  long long clipped = 0;
+  for (const double sample : samples) {
+    const int16_t value = conversion(sample);
+    const double exact = sample * 32768.0;
+    if (std::isnan(exact)) {
+      expect(value == 0, "not-a-number is not silent");
+    } else if (exact > 32767.5 || exact < -32768.5) {
+      ++clipped;
+      expect(value == (exact < 0 ? INT16_MIN : INT16_MAX), "not clipped");
+    } else {
+      expect(std::fabs(value - exact) <= 0.5 || exact > 32767.0, "not the nearest");
+    }
+  }
+  // 32767.5 itself is rounded up, and clipped, too.
+  expect(conversion.clipped() >= clipped, "clipped samples are not counted");
+}
+
 void sound(const uint8_t* bytes, size_t size) {
   const MemoryFile memory(bytes, size);
   const bool plain = is_plain(bytes, size);
@@ -81,11 +105,12 @@ void sound(const uint8_t* bytes, size_t size) {
     }
     std::vector<double> samples(count * channels);
     expect(file.read(samples.data(), count) == count, "it ends too soon");
-    tally("of them read to their end");
+    tally("sound files read to their end");
     for (size_t i = 0; plain && i < samples.size(); ++i) {
       const auto value = static_cast<int16_t>(little(bytes + 44 + 2 * i, 2));
       expect(samples[i] == value / 32768.0, "another sample");
     }
+    convert(samples);
   } catch (const RunError& refusal) {
     expect(!plain, "a plain file is refused:", refusal.what());
     expect(refusal.what()[0] != '\0', "refused without a word");
@@ -113,16 +138,7 @@ void check_positions(const std::vector<std::string>& words, const MicArray& arra
   }
 }
 
-// One word per line.
-void command_line(Input& input) {
-  std::vector<std::string> words = {"vekbf"};
-  if (input.below(4) != 0) words.insert(words.end(), {"process", "in.wav", "out.wav"});
-  const std::string text(reinterpret_cast<const char*>(input.rest()), input.left());
-  for (size_t from = 0; from < text.size() && words.size() < 40;) {
-    const size_t to = std::min(text.find('\n', from), text.size());
-    words.push_back(text.substr(from, to - from).c_str());  // up to a zero byte
-    from = to + 1;
-  }
+void parse(std::vector<std::string> words) {
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
@@ -142,7 +158,7 @@ void command_line(Input& input) {
     expect(done->config.vadThreshold >= 0.0f && done->config.vadThreshold <= 1.0f, "threshold");
     expect(done->config.intensity <= 10, "intensity");
     expect(done->algorithm == VEK_FIXED_BF || done->algorithm == VEK_ADAPTIVE_BF, "algorithm");
-    tally("of them accepted");
+    tally("accepted arguments");
     check_positions(words, done->array);
     array_note(done->array);
   } catch (const UsageError& refusal) {
@@ -150,16 +166,58 @@ void command_line(Input& input) {
   }
 }
 
+// One word per line.
+void command_line(Input& input) {
+  tally("command lines");
+  std::vector<std::string> words = {"vekbf"};
+  if (input.below(4) != 0) words.insert(words.end(), {"process", "in.wav", "out.wav"});
+  const std::string text(reinterpret_cast<const char*>(input.rest()), input.left());
+  for (size_t from = 0; from < text.size() && words.size() < 40;) {
+    const size_t to = std::min(text.find('\n', from), text.size());
+    words.push_back(text.substr(from, to - from).c_str());  // up to a zero byte
+    from = to + 1;
+  }
+  parse(words);
+}
+
+void options_file(const uint8_t* bytes, size_t size) {
+  tally("option files");
+  const MemoryFile memory(bytes, size);
+  parse({"vekbf", "process", "in.wav", "out.wav", "--config", memory.path()});
+}
+
+// Whatever stands in a track, an angle holds at any time, and before its first line the given one.
+void angle_track(const uint8_t* bytes, size_t size) {
+  tally("angle tracks");
+  const MemoryFile memory(bytes, size);
+  constexpr int32_t kBefore = -77;
+  try {
+    const AngleTrack track(kBefore, memory.path());
+    expect(track.at(-HUGE_VAL) == kBefore, "an angle before the first time");
+    // The last angle stands in the text as it is.
+    const std::string text(reinterpret_cast<const char*>(bytes), size);
+    const std::string digits = std::to_string(std::abs(static_cast<long long>(track.at(HUGE_VAL))));
+    expect(text.find(digits) != std::string::npos, "an angle nobody wrote:", digits.c_str());
+    tally("accepted tracks");
+  } catch (const RunError& refusal) {
+    expect(refusal.what()[0] != '\0', "refused without a word");
+  }
+}
+
 }  // namespace
 
-// The first byte says which of the two: a sound file begins with 'R', as its own files do.
+// The first byte says which of them: a sound file begins with 'R', as its own files do.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0 || data[0] != '-') {
+  const uint8_t what = size == 0 ? 0 : data[0];
+  if (what == '-') {
+    Input input(data + 1, size - 1);
+    command_line(input);
+  } else if (what == '=') {
+    options_file(data + 1, size - 1);
+  } else if (what == '@') {
+    angle_track(data + 1, size - 1);
+  } else {
     sound(data, size);
-    return 0;
   }
-  Input input(data + 1, size - 1);
-  tally("command lines");
-  command_line(input);
   return 0;
 }
