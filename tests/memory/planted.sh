@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 #
-# Plants defects of memory in the library and shows that the tests of this folder find them. Only the changed file is
+# Plants defects of memory in the library and shows that the tests find them. Only the changed file is
 # compiled: the rest comes from BUILD, a finished build of one of the presets.
 #
 #   planted.sh TREE BUILD WORK
@@ -12,7 +12,7 @@ bad=0
 
 # plant PROGRAM FILE FROM TO: the text FROM must be there.
 plant() {
-  program=$1 file=$tree/$2 name=$(basename "$2" .cpp)
+  folder=$(dirname "$1") program=$(basename "$1") file=$tree/$2
   case "$2" in
     # A header is seen by the one source that is named behind it.
     *.h) source=$tree/$3; shift ;;
@@ -29,7 +29,7 @@ plant() {
     bad=1
     return
   fi
-  commands=$(ninja -C "$build" -t commands "tests/memory/$program")
+  commands=$(ninja -C "$build" -t commands "tests/$folder/$program")
   # The changed folder of headers comes before the tree's.
   compile=$(echo "$commands" | grep -m 1 -e "-c $source\$" |
     sed "s| -o [^ ]*| -o $work/$name.o|; s| -I$tree/| -I$work/src&|; s| -c $source\$| -c $work/${source#"$tree"/}|")
@@ -47,17 +47,21 @@ plant() {
 
 if grep -q -e '-fsanitize=memory' "$build/CMakeCache.txt"; then
   # Arrays of the detector and of the transform that are not cleared.
-  plant plain_scenes src/noise/arrays.h src/noise/mcra2.cpp 'calloc(length, sizeof(float))' 'malloc(length * sizeof(float))'
-  plant plain_scenes src/fft/fft.cpp 'calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float))' \
+  plant memory/plain_scenes src/noise/arrays.h src/noise/mcra2.cpp 'calloc(length, sizeof(float))' 'malloc(length * sizeof(float))'
+  plant memory/plain_scenes src/fft/fft.cpp 'calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float))' \
     'malloc(count < 1 ? 0 : 4 * static_cast<size_t>(count))'
   exit $bad
 fi
 # Blocks are kept, or released twice, when memory runs out; a failure is taken for success; one float too many.
-plant every_allocation_test src/noise/arrays.h src/noise/mcra2.cpp '      free_arrays(state, arrays);' ''
-plant every_allocation_test src/noise/vad.cpp 'if (state->mcra == nullptr) {' 'if (false) {'
-plant every_allocation_test src/api/apply_config.cpp '  if (instance->vadState != nullptr) vad_free(instance->vadState);' ''
-plant every_allocation_test src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
-plant process_memory src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
-plant guarded_heap_test src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
-plant guarded_heap_test src/noise/mcra2.cpp 'k < binCount; ++k) {' 'k <= binCount; ++k) {'
+plant memory/every_allocation_test src/noise/arrays.h src/noise/mcra2.cpp '      free_arrays(state, arrays);' ''
+plant memory/every_allocation_test src/noise/vad.cpp 'if (state->mcra == nullptr) {' 'if (false) {'
+plant memory/every_allocation_test src/api/apply_config.cpp '  if (instance->vadState != nullptr) vad_free(instance->vadState);' ''
+plant memory/every_allocation_test src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
+plant memory/process_memory src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
+plant memory/guarded_heap_test src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
+plant memory/guarded_heap_test src/noise/mcra2.cpp 'k < binCount; ++k) {' 'k <= binCount; ++k) {'
+# A block's zero test reads one sample too many; the output is one sample too long; a record is copied too far.
+plant realtime/guard_pages_test src/api/framing.cpp 'for (int i = 0; i < kHopSize; ++i) sum' 'for (int i = 0; i <= kHopSize; ++i) sum'
+plant realtime/guard_pages_test src/api/framing.cpp 'memcpy(out, overlap, kHopSize' 'memcpy(out, overlap, (kHopSize + 1)'
+plant realtime/guard_pages_test src/api/exports.cpp 'usable_mics(\*instance)) \* sizeof' 'usable_mics(*instance) + 1) * sizeof'
 exit $bad

@@ -4,6 +4,7 @@
 // buffer each lie against a protected page, at either end, at every alignment that is allowed.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 
 #include "realtime/build_kind.h"
@@ -96,6 +97,44 @@ TEST(GuardPages, CountOfSamplesFitsItsInteger) {
     EXPECT_EQ(VekBf_GetInputSamples(VekBf_Init(work.data(), &init), count.as<uint32_t>()),
               VEK_BF_OK);
     EXPECT_EQ(*count.as<uint32_t>(), 512u);
+  }
+}
+
+// Records that are refused, and instances that were never configured: whatever number of
+// microphones stands in the record, nothing beyond it is copied, and a block is 128 values long.
+TEST(GuardPages, RefusedRecordsReachNoFurther) {
+  const Quiet quiet;
+  constexpr int32_t kNumbers[] = {INT_MIN, -1, 0, 5, 127, INT_MAX};
+  for (const Guard guard : {Guard::kBefore, Guard::kBehind}) {
+    for (const int32_t mics : kNumbers) {
+      Guarded work(kWorkBufferSize, guard);
+      Guarded init(sizeof(VekBfInit), guard);
+      Guarded config(sizeof(VekBfConfig), guard);
+      Guarded in(kHopSize * sizeof(int16_t), guard);
+      Guarded out(kHopSize * sizeof(int16_t), guard);
+      *init.as<VekBfInit>() = silent_streams(1)[0].init;
+      init.as<VekBfInit>()->micNum = mics;
+      *config.as<VekBfConfig>() = {0.5f, 5};
+      for (int i = 0; i < kHopSize; ++i) in.as<int16_t>()[i] = 1;
+      const VekBfHandle handle = VekBf_Init(work.as<void>(), init.as<VekBfInit>());
+      EXPECT_EQ(VekBf_SetConfig(handle, config.as<VekBfConfig>()),
+                mics > VEK_BF_MAX_MICS ? VEK_BF_ERR_MIC_NUM : VEK_BF_OK);
+      for (int b = 0; b < 3; ++b) {
+        EXPECT_EQ(VekBf_Run(handle, in.as<int16_t>(), out.as<int16_t>(), 45), VEK_BF_OK);
+      }
+      EXPECT_EQ(VekBf_GetConfig(handle), VEK_BF_OK);
+      EXPECT_EQ(VekBf_Free(handle), VEK_BF_OK);
+    }
+  }
+}
+
+// The guard does end the program, under an emulator too.
+TEST(GuardPagesDeathTest, OneSampleBeyondTheEndsOfABlockEndsTheProgram) {
+  for (const Guard guard : {Guard::kBefore, Guard::kBehind}) {
+    Guarded block(kHopSize * sizeof(int16_t), guard);
+    volatile int16_t* samples = block.as<int16_t>();
+    EXPECT_DEATH(samples[guard == Guard::kBefore ? -1 : kHopSize] = 1, "");
+    samples[guard == Guard::kBefore ? 0 : kHopSize - 1] = 1;
   }
 }
 
