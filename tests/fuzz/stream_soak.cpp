@@ -137,14 +137,15 @@ int main(int argc, char** argv) {
   LLVMFuzzerInitialize(&argc, &argv);
   tally("streams", 0);  // the order in which the counts are printed
   tally(kCompared, 0);
-  constexpr uint64_t kProgress = 1000000;
+  constexpr uint64_t kProgress = 100000;
   uint64_t number = argc == 4 ? number_of(argv[3]) : 0;
   for (uint64_t said = 0; tallied(kProcessed) < blocks; ++number) {
     note_for_failure(command + std::to_string(number));
     play(seed, number);
     if (tallied(kProcessed) / kProgress != said) {
       said = tallied(kProcessed) / kProgress;
-      std::fprintf(stderr, "%llu million blocks\n", static_cast<unsigned long long>(said));
+      std::fprintf(stderr, "%llu blocks processed\n",
+                   static_cast<unsigned long long>(said * kProgress));
     }
   }
   std::fprintf(stderr, "seed %s, streams up to number %llu: no difference\n", argv[1],
