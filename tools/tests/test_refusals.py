@@ -8,7 +8,7 @@ import subprocess
 import unittest
 import wave
 
-from support import LINE, TOOL, ToolTest, line_of, noise, write_wav
+from support import LINE, TOOL, ToolTest, line_of, noise, read_wav, write_wav
 
 USAGE = 2
 RUN = 1
@@ -53,7 +53,19 @@ class CommandLineTest(ToolTest):
 
     def test_geometries_without_steering_are_refused_with_advice(self):
         for name in ("rectangle", "circular"):
-            self.refuse_option(["--mic", "0,0", "--geometry", name], "silence", "use --geometry triangle")
+            self.refuse_option(["--mic", "0,0", "--geometry", name], "silence", "use --geometry triangle", "--force")
+
+    def test_unless_they_are_forced(self):
+        write_wav(self.input, noise(2 * 1000), 2)
+        for name in ("rectangle", "circular"):
+            result = self.run_tool("process", self.input, self.output, *line_of(2), "--geometry", name, "--force")
+            self.assertEqual((result.returncode, result.stdout), (0, ""))
+            self.assertRegex(result.stderr, r"\Avekbf: note: [^\n]*gives silence\n\Z")
+            self.assertEqual(read_wav(self.output)[2], [0] * 1000)
+            self.output.unlink()
+        # It takes nothing else that is wrong.
+        self.refuse_option(["--mic", "0,0", "--geometry", "spiral", "--force"], "--geometry")
+        self.refuse_option([*LINE, "--mic", "0.2,0", "--force"], "at most 4")
 
     def test_bad_algorithm(self):
         self.refuse_option(["--mic", "0,0", "--algorithm", "magic"], "fixed or adaptive", "magic")

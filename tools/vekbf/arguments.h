@@ -11,7 +11,11 @@
 
 namespace vekbf_tool {
 
-struct ProcessArguments {
+enum class Subcommand { process, geometry };
+
+// `geometry` looks at `array` and `angle` only.
+struct Arguments {
+  Subcommand subcommand = Subcommand::process;
   std::vector<std::string> inputs;  // one, or one per microphone; "-" is standard input, raw
   std::string output;               // "-" is standard output, raw
   std::string outDir;               // instead of `output`: every input for itself
@@ -30,8 +34,8 @@ struct ProcessArguments {
   bool readsRaw() const { return inputs[0] == "-"; }
 };
 
-// Reads the command line. Throws UsageError; nothing is left to do (help or version was printed)
-// when the result is empty.
-std::optional<ProcessArguments> parse_arguments(int argc, char** argv);
+// Reads the command line. Throws UsageError, RunError; nothing is left to do (help or version was
+// printed) when the result is empty.
+std::optional<Arguments> parse_arguments(int argc, char** argv);
 
 }  // namespace vekbf_tool

@@ -12,17 +12,12 @@ namespace vekbf_tool {
 
 namespace {
 
-constexpr float kTolerance = 0.001f;  // metres: closer than anybody places a microphone
+constexpr float kTolerance = 0.001f;  // metres
 
 bool parse_metres(std::string_view text, float* value) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, *value);
   return error == std::errc() && stop == end && std::isfinite(*value);
-}
-
-std::string shown(const Position& p) {
-  std::string text(1, '(');
-  return text.append(plain_number(p.x)).append(", ").append(plain_number(p.y)).append(")");
 }
 
 // Where VEK_BF_UNIFORM_TRIANGLE_ARRAY puts microphone `index`, whatever its coordinates say.
@@ -69,12 +64,11 @@ void check_array(const MicArray& array) {
     throw UsageError("an array has at most " + std::to_string(VEK_BF_MAX_MICS) +
                      " microphones, not " + std::to_string(array.mics.size()));
   }
-  if (array.geometry != VEK_BF_UNIFORM_LINEAR_ARRAY &&
-      array.geometry != VEK_BF_UNIFORM_TRIANGLE_ARRAY) {
+  if (!array.hasSteering() && !array.force) {
     throw UsageError(
         "the library has no steering for a rectangle or a circle and would give silence: use "
-        "--geometry "
-        "triangle for microphones at 0, 90, 180 and 270 degrees on a circle");
+        "--geometry triangle for microphones at 0, 90, 180 and 270 degrees on a circle, or "
+        "--geometry linear for those of one side; --force takes it all the same");
   }
   if (array.soundSpeed < 1) {
     throw UsageError("--sound-speed is at least 1 metre per second, not " +
@@ -82,17 +76,39 @@ void check_array(const MicArray& array) {
   }
 }
 
-std::string array_note(const MicArray& array) {
-  const bool linear = array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY;
+std::vector<Position> library_positions(const MicArray& array) {
+  std::vector<Position> used = array.mics;
+  if (!array.hasSteering()) return used;
   const float radius = std::fabs(array.mics[0].x);
-  for (std::size_t m = 0; m < array.mics.size(); m++) {
-    const Position& given = array.mics[m];
-    // A line that lies parallel to the x axis is steered the same as one that lies on it.
-    const Position used = linear ? Position{given.x, array.mics[0].y} : on_circle(m, radius);
-    if (std::fabs(given.x - used.x) > kTolerance || std::fabs(given.y - used.y) > kTolerance) {
-      return "note: the " + std::string(linear ? "linear" : "triangle") +
-             " geometry takes microphone " + std::to_string(m) + " to be at " + shown(used) +
-             " instead of " + shown(given);
+  for (std::size_t m = 0; m < used.size(); m++) {
+    used[m] = array.isLine() ? Position{used[m].x, array.mics[0].y} : on_circle(m, radius);
+  }
+  return used;
+}
+
+bool same_place(const Position& a, const Position& b) {
+  return std::fabs(a.x - b.x) <= kTolerance && std::fabs(a.y - b.y) <= kTolerance;
+}
+
+std::string shown(const Position& position) {
+  std::string text(1, '(');
+  return text.append(plain_number(position.x))
+      .append(", ")
+      .append(plain_number(position.y))
+      .append(")");
+}
+
+std::string array_note(const MicArray& array) {
+  if (!array.hasSteering()) {
+    return "note: the library has no steering for a rectangle or a circle; the fixed beamformer "
+           "gives silence";
+  }
+  const std::vector<Position> used = library_positions(array);
+  for (std::size_t m = 0; m < used.size(); m++) {
+    if (!same_place(array.mics[m], used[m])) {
+      return "note: the " + std::string(array.isLine() ? "linear" : "triangle") +
+             " geometry takes microphone " + std::to_string(m) + " to be at " + shown(used[m]) +
+             " instead of " + shown(array.mics[m]);
     }
   }
   return "";

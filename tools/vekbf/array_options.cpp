@@ -7,7 +7,7 @@
 namespace vekbf_tool {
 
 std::string refuse_empty(const std::string& text) {
-  return text.empty() ? "a number is missing" : "";
+  return text.empty() ? "a value is missing" : "";
 }
 
 void declare_array(CLI::App& app, RawArray& raw) {
@@ -28,6 +28,23 @@ void declare_array(CLI::App& app, RawArray& raw) {
   app.add_option("--sound-speed", raw.done.soundSpeed, "Metres per second")
       ->check(refuse_empty)
       ->capture_default_str();
+  app.add_flag("--force", raw.done.force,
+               "Take a rectangle or a circle all the same, for which the library has no steering");
+}
+
+void declare_angle(CLI::App& app, std::int32_t& angle) {
+  app.add_option("--angle", angle,
+                 "Direction of the talker in degrees, from +x towards +y; a line hears 0 to 180, "
+                 "90 is broadside")
+      ->check(refuse_empty)
+      ->capture_default_str();
+}
+
+void declare_config(CLI::App& app, std::string& path) {
+  app.add_option("--config", path, "File of options, one per line: angle = 60")
+      ->check(refuse_empty)
+      ->type_name("FILE")
+      ->configurable(false);
 }
 
 MicArray give_array_meaning(RawArray& raw) {

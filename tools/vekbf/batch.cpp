@@ -18,15 +18,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<ProcessArguments> make_jobs(const ProcessArguments& arguments) {
-  std::vector<ProcessArguments> jobs;
+std::vector<Arguments> make_jobs(const Arguments& arguments) {
+  std::vector<Arguments> jobs;
   std::set<fs::path> names;
   for (const std::string& input : arguments.inputs) {
     const fs::path name = fs::path(input).filename();
     if (!names.insert(name).second) {
       throw UsageError("two of the inputs would become '" + name.string() + "' in --out-dir");
     }
-    ProcessArguments job = arguments;
+    Arguments job = arguments;
     job.inputs = {input};
     job.output = fs::path(arguments.outDir) / name;
     job.label = "'" + input + "': ";
@@ -37,8 +37,8 @@ std::vector<ProcessArguments> make_jobs(const ProcessArguments& arguments) {
 
 }  // namespace
 
-void process_batch(const ProcessArguments& arguments, int standardOutput) {
-  const std::vector<ProcessArguments> jobs = make_jobs(arguments);
+void process_batch(const Arguments& arguments, int standardOutput) {
+  const std::vector<Arguments> jobs = make_jobs(arguments);
   std::error_code error;
   fs::create_directory(arguments.outDir, error);
   if (error) {

@@ -10,7 +10,7 @@ namespace vekbf_tool {
 
 namespace {
 
-VekBfInit describe(const ProcessArguments& arguments, int sampleRate) {
+VekBfInit describe(const Arguments& arguments, int sampleRate) {
   VekBfInit init{};
   init.sampleRate = static_cast<std::uint32_t>(sampleRate);
   init.bitWidth = 16;
@@ -36,7 +36,7 @@ void expect_ok(std::uint32_t code, const char* call) {
 
 }  // namespace
 
-Beam::Beam(const ProcessArguments& arguments, int sampleRate)
+Beam::Beam(const Arguments& arguments, int sampleRate)
     : buffer_(std::make_unique<std::byte[]>(VekBf_GetBufferSize())) {
   const VekBfInit init = describe(arguments, sampleRate);
   handle_ = VekBf_Init(buffer_.get(), &init);

@@ -13,7 +13,7 @@ namespace vekbf_tool {
 // An instance of the library with its buffer. Throws RunError.
 class Beam {
  public:
-  Beam(const ProcessArguments& arguments, int sampleRate);
+  Beam(const Arguments& arguments, int sampleRate);
   ~Beam();
   Beam(const Beam&) = delete;
   Beam& operator=(const Beam&) = delete;

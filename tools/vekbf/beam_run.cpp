@@ -33,7 +33,7 @@ bool is_zero_block(const InputBlock& block) {
 
 }  // namespace
 
-RunCounts run_beam(const ProcessArguments& arguments, double preGain, Source& input, Sink& sink) {
+RunCounts run_beam(const Arguments& arguments, double preGain, Source& input, Sink& sink) {
   Beam beam(arguments, input.sampleRate());
   AlignedOutput output(sink);
   const AngleTrack track = arguments.angleTrack.empty()

@@ -18,6 +18,6 @@ struct RunCounts {
 
 // Everything from `input` through the library into `sink`, which it does not commit. `preGain` in
 // decibels. Throws RunError.
-RunCounts run_beam(const ProcessArguments& arguments, double preGain, Source& input, Sink& sink);
+RunCounts run_beam(const Arguments& arguments, double preGain, Source& input, Sink& sink);
 
 }  // namespace vekbf_tool

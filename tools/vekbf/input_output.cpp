@@ -16,7 +16,7 @@ namespace vekbf_tool {
 
 namespace {
 
-std::unique_ptr<Source> open_all_channels(const ProcessArguments& arguments) {
+std::unique_ptr<Source> open_all_channels(const Arguments& arguments) {
   if (arguments.inputs.size() > 1) return std::make_unique<JoinedFiles>(arguments.inputs);
   if (!arguments.readsRaw()) return std::make_unique<InputFile>(arguments.inputs[0]);
   const auto mics = static_cast<int>(arguments.array.mics.size());
@@ -24,7 +24,7 @@ std::unique_ptr<Source> open_all_channels(const ProcessArguments& arguments) {
       STDIN_FILENO, arguments.rawChannels > 0 ? arguments.rawChannels : mics, arguments.rate);
 }
 
-void check_source(const Source& input, const ProcessArguments& arguments) {
+void check_source(const Source& input, const Arguments& arguments) {
   const auto mics = static_cast<long long>(arguments.array.mics.size());
   if (input.channels() != mics) {
     throw RunError(input.name() + " has " + counted(input.channels(), "channel") +
@@ -38,7 +38,7 @@ void check_source(const Source& input, const ProcessArguments& arguments) {
 
 }  // namespace
 
-std::unique_ptr<Source> open_source(const ProcessArguments& arguments) {
+std::unique_ptr<Source> open_source(const Arguments& arguments) {
   std::unique_ptr<Source> source = open_all_channels(arguments);
   if (!arguments.channels.empty()) {
     source = std::make_unique<PickedChannels>(std::move(source), arguments.channels);
@@ -47,8 +47,7 @@ std::unique_ptr<Source> open_source(const ProcessArguments& arguments) {
   return source;
 }
 
-std::unique_ptr<Sink> open_sink(const ProcessArguments& arguments, int sampleRate,
-                                int standardOutput) {
+std::unique_ptr<Sink> open_sink(const Arguments& arguments, int sampleRate, int standardOutput) {
   if (arguments.output == "-") {
     if (isatty(standardOutput) != 0) {
       throw RunError("raw samples are nothing for a terminal: pipe standard output somewhere");

@@ -9,10 +9,9 @@
 namespace vekbf_tool {
 
 // What the arguments name, with one channel per microphone. Throws RunError.
-std::unique_ptr<Source> open_source(const ProcessArguments& arguments);
+std::unique_ptr<Source> open_source(const Arguments& arguments);
 
 // Raw output goes to the descriptor `standardOutput`. Throws RunError.
-std::unique_ptr<Sink> open_sink(const ProcessArguments& arguments, int sampleRate,
-                                int standardOutput);
+std::unique_ptr<Sink> open_sink(const Arguments& arguments, int sampleRate, int standardOutput);
 
 }  // namespace vekbf_tool

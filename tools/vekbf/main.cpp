@@ -2,11 +2,13 @@
 #include <csignal>
 #include <exception>
 #include <optional>
+#include <string>
 
 #include "arguments.h"
 #include "array.h"
 #include "batch.h"
 #include "failure.h"
+#include "geometry.h"
 #include "interruption.h"
 #include "library_lines.h"
 #include "process.h"
@@ -14,17 +16,27 @@
 
 using namespace vekbf_tool;
 
+namespace {
+
+void run(const Arguments& arguments) {
+  if (arguments.subcommand == Subcommand::geometry) {
+    print(describe_geometry(arguments));
+    return;
+  }
+  const LibraryLines lines(arguments.verbose);
+  if (const std::string note = array_note(arguments.array); !note.empty()) say(note);
+  watch_for_interruption();
+  const auto work = arguments.outDir.empty() ? process : process_batch;
+  work(arguments, lines.originalStdout());
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   // A reader that went away is a failed write with a sentence, not a silent end.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    const std::optional<ProcessArguments> arguments = parse_arguments(argc, argv);
-    if (!arguments) return 0;
-    const LibraryLines lines(arguments->verbose);
-    if (const std::string note = array_note(arguments->array); !note.empty()) say(note);
-    watch_for_interruption();
-    const auto run = arguments->outDir.empty() ? process : process_batch;
-    run(*arguments, lines.originalStdout());
+    if (const std::optional<Arguments> arguments = parse_arguments(argc, argv)) run(*arguments);
     return 0;
   } catch (const Interruption& stop) {
     say(stop.what());

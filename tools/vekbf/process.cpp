@@ -20,7 +20,7 @@ namespace vekbf_tool {
 
 namespace {
 
-std::string what_helps_against_wraps(const ProcessArguments& arguments, const Report& report) {
+std::string what_helps_against_wraps(const Arguments& arguments, const Report& report) {
   if (arguments.readsRaw() || interrupted()) return "a lower --pre-gain may help";
   if (report.preGainWithoutWraps) {
     return "the first without, in steps of 3 dB, is --pre-gain " +
@@ -31,7 +31,7 @@ std::string what_helps_against_wraps(const ProcessArguments& arguments, const Re
              : "no --pre-gain down to -24 dB helps";
 }
 
-void say_notes(const ProcessArguments& arguments, const Report& report) {
+void say_notes(const Arguments& arguments, const Report& report) {
   const RunCounts& counts = report.counts;
   if (counts.zeroBlocks > 0) {
     say(arguments.label + "the library dropped " + std::to_string(counts.zeroBlocks) + " of " +
@@ -48,7 +48,7 @@ void say_notes(const ProcessArguments& arguments, const Report& report) {
   }
 }
 
-Report run_and_keep(const ProcessArguments& arguments, int standardOutput) {
+Report run_and_keep(const Arguments& arguments, int standardOutput) {
   // The notes on several files at a time would run into the line that shows the progress.
   std::unique_ptr<Source> input = open_source(arguments);
   if (arguments.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
@@ -68,7 +68,7 @@ Report run_and_keep(const ProcessArguments& arguments, int standardOutput) {
 
 }  // namespace
 
-void process(const ProcessArguments& arguments, int standardOutput) {
+void process(const Arguments& arguments, int standardOutput) {
   Report report = run_and_keep(arguments, standardOutput);
   if (report.counts.wraps > 0 && !arguments.readsRaw()) {
     report.preGainWithoutWraps = find_gain_without_wraps(arguments);

@@ -7,6 +7,6 @@ namespace vekbf_tool {
 
 // Reads the input, runs it through the library and writes the output; raw output goes to the
 // descriptor `standardOutput`. Throws UsageError or RunError.
-void process(const ProcessArguments& arguments, int standardOutput);
+void process(const Arguments& arguments, int standardOutput);
 
 }  // namespace vekbf_tool

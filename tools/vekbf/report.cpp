@@ -31,7 +31,7 @@ std::string number_or_null(bool known, double number) {
 
 }  // namespace
 
-std::string as_json(const ProcessArguments& arguments, const Report& report) {
+std::string as_json(const Arguments& arguments, const Report& report) {
   const RunCounts& counts = report.counts;
   const double duration = static_cast<double>(counts.frames) / report.sampleRate;
   std::string inputs;

@@ -18,6 +18,6 @@ struct Report {
 };
 
 // One line of JSON. Without a duration there is no real-time factor: null.
-std::string as_json(const ProcessArguments& arguments, const Report& report);
+std::string as_json(const Arguments& arguments, const Report& report);
 
 }  // namespace vekbf_tool

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <string>
 
+#include "failure.h"
+
 namespace vekbf_tool {
 
 // A number as a person would write it: 0.05, not 0.050000.
@@ -15,6 +17,12 @@ inline std::string plain_number(double value) {
 
 inline std::string counted(long long count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+// To standard output. Throws RunError.
+inline void print(const std::string& text) {
+  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (!written || std::fflush(stdout) != 0) throw RunError("cannot write standard output");
 }
 
 // One line on standard error, whatever the text holds: file names may contain line breaks.

@@ -17,7 +17,7 @@ class NoSink : public Sink {
 
 }  // namespace
 
-std::optional<double> find_gain_without_wraps(const ProcessArguments& arguments) {
+std::optional<double> find_gain_without_wraps(const Arguments& arguments) {
   constexpr double kStep = 3.0;
   constexpr double kLowest = -24.0;
   for (double gain = arguments.preGain - kStep; gain >= kLowest; gain -= kStep) {

@@ -9,6 +9,6 @@ namespace vekbf_tool {
 
 // The first pre-gain in steps of 3 dB below the one given, down to -24 dB, whose output does not
 // wrap around; empty if there is none. Reads the input anew for each. Throws RunError.
-std::optional<double> find_gain_without_wraps(const ProcessArguments& arguments);
+std::optional<double> find_gain_without_wraps(const Arguments& arguments);
 
 }  // namespace vekbf_tool

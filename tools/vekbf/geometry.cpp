@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include "geometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <vector>
+
+#include "plan.h"
+#include "text.h"
+
+namespace vekbf_tool {
+
+namespace {
+
+std::string length(double metres) {
+  char text[32];
+  std::snprintf(text, sizeof text, metres < 1 ? "%.3g mm" : "%.3g m",
+                metres < 1 ? 1000 * metres : metres);
+  return text;
+}
+
+std::string legend(const Arguments& arguments, const Plan& plan, bool moved) {
+  std::string text = "x to the right, y up, angles in degrees from +x towards +y.\n";
+  if (plan.metresPerColumn > 0) {
+    text += "One column is " + length(plan.metresPerColumn) + ", one line twice that.\n";
+  }
+  if (plan.looks) {
+    text += "*  look direction, " + counted(arguments.angle, "degree");
+    text += arguments.array.isLine() ? ", and the one that sounds the same to a line\n" : "\n";
+  }
+  if (plan.shared) text += "#  several microphones in one place, or too close to draw\n";
+  if (moved) text += "x  a microphone on the command line; the library takes it to be elsewhere\n";
+  return text;
+}
+
+std::string reading(const MicArray& array, bool looks) {
+  if (array.isLine()) {
+    return std::string("A line: the library reads x only. Microphone 0 is the reference.\n") +
+           (looks ? "Front and back sound alike: (60) is heard as 60.\n" : "");
+  }
+  if (array.hasSteering()) {
+    return "A triangle: the library puts microphones 0 to 3 at 0, 90, 180 and 270 degrees on\n"
+           "a circle around (0, 0), which is + and the reference. Its radius is |x| of\n"
+           "microphone 0, " +
+           length(std::fabs(array.mics[0].x)) + "; no other coordinate is read.\n";
+  }
+  return "The library has no steering for a rectangle or a circle: the fixed beamformer\n"
+         "gives silence. Drawn as on the command line.\n";
+}
+
+// Seconds by which sound from the look direction reaches each microphone before the reference: what
+// the library takes out.
+std::vector<double> leads(const Arguments& arguments, const std::vector<Position>& used) {
+  const double angle = arguments.angle * std::numbers::pi / 180;
+  const Position origin = arguments.array.isLine() ? used[0] : Position{0, 0};
+  std::vector<double> seconds;
+  for (const Position& p : used) {
+    const double x = static_cast<double>(p.x) - origin.x;
+    const double y = static_cast<double>(p.y) - origin.y;
+    seconds.push_back((x * std::cos(angle) + y * std::sin(angle)) / arguments.array.soundSpeed);
+  }
+  return seconds;
+}
+
+std::string arrival(double seconds) {
+  // To a tenth of a nanosecond; what is left of cos 90 degrees is nobody's delay.
+  const double micros = std::round(seconds * 1e10) / 1e4;
+  if (micros == 0) return "with the reference";
+  return plain_number(std::fabs(micros)) + " us " + (micros > 0 ? "earlier" : "later");
+}
+
+std::string table(const Arguments& arguments, const std::vector<Position>& used) {
+  const std::vector<double> early = leads(arguments, used);
+  const bool steers = arguments.array.hasSteering();
+  char row[160];
+  std::snprintf(row, sizeof row, "%-12s%-30s%s", "microphone", "at (x, y) in metres",
+                steers ? "hears the look direction" : "");
+  std::string text = row;
+  for (std::size_t m = 0; m < used.size(); m++) {
+    std::snprintf(row, sizeof row, "\n%-12zu%-30s%s", m, shown(used[m]).c_str(),
+                  steers ? arrival(early[m]).c_str() : "");
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += row;
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text + "\n";
+}
+
+std::string given_elsewhere(const MicArray& array, const std::vector<Position>& used) {
+  std::string text;
+  for (std::size_t m = 0; m < used.size(); m++) {
+    if (same_place(array.mics[m], used[m])) continue;
+    text += "Microphone " + std::to_string(m) + " is at " + shown(array.mics[m]) +
+            " on the command line.\n";
+  }
+  return text;
+}
+
+// The widest gap between neighbours: along the line, or along the circle.
+double widest_gap(const MicArray& array, std::vector<Position> used) {
+  if (array.isLine()) {
+    std::sort(used.begin(), used.end(),
+              [](const Position& a, const Position& b) { return a.x < b.x; });
+  }
+  double gap = 0;
+  for (std::size_t m = 1; m < used.size(); m++) {
+    gap = std::max(gap, std::hypot(static_cast<double>(used[m].x) - used[m - 1].x,
+                                   static_cast<double>(used[m].y) - used[m - 1].y));
+  }
+  return gap;
+}
+
+std::string limits(const MicArray& array, const std::vector<Position>& used, bool looks) {
+  if (!array.hasSteering()) return "";
+  if (!looks) return "All microphones are in one place: every direction sounds alike.\n";
+  const double gap = widest_gap(array, used);
+  char text[120];
+  std::snprintf(text, sizeof text,
+                "Neighbours are less than half a wavelength apart below %.4g Hz.\n",
+                array.soundSpeed / (2 * gap));
+  return text;
+}
+
+}  // namespace
+
+std::string describe_geometry(const Arguments& arguments) {
+  const MicArray& array = arguments.array;
+  const std::vector<Position> used = library_positions(array);
+  const Plan plan = draw_plan(arguments);
+  const std::string elsewhere = given_elsewhere(array, used);
+  return plan.picture + "\n" + legend(arguments, plan, !elsewhere.empty()) + "\n" +
+         reading(array, plan.looks) + limits(array, used, plan.looks) + "\n" +
+         table(arguments, used) + elsewhere;
+}
+
+}  // namespace vekbf_tool
