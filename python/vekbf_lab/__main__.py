@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 import sys
 
-from .cli import main
+from .command import main
 
 sys.exit(main())
