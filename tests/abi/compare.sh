@@ -1,0 +1,12 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+#
+# Fails if the binary interface of a shared object is not exactly the one of the baseline: additions count too.
+#
+#   compare.sh ABIDIFF BASELINE LIBRARY
+set -u
+[ -s "$2" ] || { echo "no baseline $2"; exit 1; }
+"$1" --harmless --no-show-locs "$2" "$3"
+status=$?
+[ $status -eq 0 ] || echo "the binary interface is not that of $2 (abidiff ended with $status)"
+exit $status
