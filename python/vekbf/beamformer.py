@@ -69,7 +69,7 @@ class Beamformer:
         geometry: str = "linear",
         algorithm: str = "fixed",
         sound_speed: int = 343,
-        intensity: int = 5,
+        intensity: int = 3,
         vad_threshold: float = 0.5,
     ) -> None:
         self._buffer: ctypes.Array | None = None  # until there is something to close

@@ -22,7 +22,7 @@ SECOND_TALKER_DB = TALKER_DB - 5.0
 NOISE_DB = TALKER_DB - 10.0
 LEAD_SECONDS = 1.0  # before the talker begins; also the second that the measures leave out
 SEED = 20221129
-INTENSITY = 5
+INTENSITY = 3
 TIMED_RUNS = 3
 # Neighbouring samples of speech are never this far apart: the sum has wrapped around.
 WRAP_STEP = 32768

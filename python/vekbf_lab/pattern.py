@@ -24,7 +24,7 @@ def add_arguments(parser):
     parser.add_argument("--rate", type=int, default=16000, metavar="HZ", help="sample rate (default 16000)")
     parser.add_argument("--step", type=float, default=2.0, metavar="DEGREES", help="between two waves (default 2)")
     parser.add_argument("--algorithm", choices=("fixed", "adaptive"), default="fixed")
-    parser.add_argument("--intensity", type=int, default=5, help="of the adaptive algorithm (default 5)")
+    parser.add_argument("--intensity", type=int, default=3, help="of the adaptive algorithm (default 3)")
 
 
 def write_csv(path, pattern):

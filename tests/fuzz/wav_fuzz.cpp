@@ -21,6 +21,7 @@
 #include "conversion.h"
 #include "failure.h"
 #include "fuzz/target.h"
+#include "geometry.h"
 
 namespace {
 
@@ -138,6 +139,16 @@ void check_positions(const std::vector<std::string>& words, const MicArray& arra
   }
 }
 
+// Any array is drawn, in characters that every terminal has.
+void check_plan(const std::string& plan) {
+  size_t column = 0;
+  for (const char c : plan) {
+    expect(c == '\n' || (c >= ' ' && c <= '~'), "a plan with other characters");
+    column = c == '\n' ? 0 : column + 1;
+    expect(column <= 80, "a plan wider than a page");
+  }
+}
+
 void parse(std::vector<std::string> words) {
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
@@ -151,7 +162,7 @@ void parse(std::vector<std::string> words) {
     for (const Position& mic : done->array.mics) {
       expect(std::isfinite(mic.x) && std::isfinite(mic.y), "a coordinate is not a number");
     }
-    expect(done->array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY ||
+    expect(done->array.force || done->array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY ||
                done->array.geometry == VEK_BF_UNIFORM_TRIANGLE_ARRAY,
            "a geometry without steering");
     expect(done->array.soundSpeed >= 1, "no sound speed");
@@ -161,6 +172,7 @@ void parse(std::vector<std::string> words) {
     tally("accepted arguments");
     check_positions(words, done->array);
     array_note(done->array);
+    check_plan(describe_geometry(*done));
   } catch (const UsageError& refusal) {
     expect(refusal.what()[0] != '\0', "refused without a word");
   }

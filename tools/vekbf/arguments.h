@@ -25,7 +25,7 @@ struct Arguments {
   std::vector<int> channels;        // one per microphone, the first is 1; empty is all
   MicArray array;
   VekBfAlgorithm algorithm = VEK_FIXED_BF;
-  VekBfConfig config = {0.5f, 5};
+  VekBfConfig config = {0.5f, 3};
   std::int32_t angle = 90;  // degrees
   std::string angleTrack;   // file of times and angles
   double preGain = 0;       // decibels, before the conversion to 16 bits

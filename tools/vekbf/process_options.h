@@ -19,7 +19,7 @@ struct RawProcess {
   bool join = false;
   std::string algorithm = "fixed";
   double vadThreshold = 0.5;
-  std::int64_t intensity = 5;
+  std::int64_t intensity = 3;
   Arguments done;
 };
 
