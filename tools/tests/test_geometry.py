@@ -91,7 +91,7 @@ class MarksTest(GeometryTest):
             (star,) = self.plan("--array", "square:80mm", "--angle", angle).of(r"\*")
             plan = self.plan("--array", "square:80mm", "--angle", angle)
             self.assertLess(turned(plan.direction(*star[1:]), angle), 4, angle)
-        for angle in (10, 60, 170):
+        for angle in (10, 60, 170, 2**31 - 1):
             plan = self.plan("--array", "line:4:40mm", "--angle", angle)
             directions = sorted(plan.direction(x, y) for _, x, y in plan.of(r"\*"))
             self.assertEqual(len(directions), 2)

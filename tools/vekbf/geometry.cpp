@@ -28,7 +28,7 @@ std::string legend(const Arguments& arguments, const Plan& plan, bool moved) {
   }
   if (plan.looks) {
     text += "*  look direction, " + counted(arguments.angle, "degree");
-    text += arguments.array.isLine() ? ", and the one that sounds the same to a line\n" : "\n";
+    text += arguments.array.isLine() ? "; a line hears both alike\n" : "\n";
   }
   if (plan.shared) text += "#  several microphones in one place, or too close to draw\n";
   if (moved) text += "x  a microphone on the command line; the library takes it to be elsewhere\n";
