@@ -6,7 +6,7 @@
 #
 #   reproducible.sh TREE WORK SHARED_LIBRARY STATIC_LIBRARY CMAKE_OPTION...
 set -eu
-tree=$1 work=$2 shared=$3 static=$4
+tree=$1 work=$2 shared=$(realpath "$3") static=$(realpath "$4")
 shift 4
 rm -rf "$work"
 copy="$work/quite another name/than before"
