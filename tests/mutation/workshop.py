@@ -53,7 +53,7 @@ def _limit() -> None:
 class Workshop:
     """`armhf` builds for 32-bit ARM and runs under the emulator, with the tests that meet the lane layer only."""
 
-    def __init__(self, repository: Path, commit: str, tree: Path, armhf: bool = False) -> None:
+    def __init__(self, repository: Path, commit: str, tests: str, tree: Path, armhf: bool = False) -> None:
         self.tree = tree
         self.build = self.tree / ("build-armhf" if armhf else "build-native")
         self.compilers = 1
@@ -61,26 +61,34 @@ class Workshop:
         self.durations: dict[str, float] = {}
         self.repository = repository
         self.commit = commit
+        self.tests_commit = tests
 
     # --- building
 
-    def _unpack(self) -> None:
-        """Writes what differs from the commit: nothing, unless a run was cut off with a mutant in place."""
-        archive = subprocess.run(["git", "archive", self.commit], cwd=self.repository, capture_output=True, check=True)
+    def _files(self, commit: str, *paths: str) -> dict[str, tuple[bytes, int]]:
+        command = ["git", "archive", commit, *paths]
+        archive = subprocess.run(command, cwd=self.repository, capture_output=True, check=True)
         with tarfile.open(fileobj=io.BytesIO(archive.stdout)) as files:
-            for member in files:
-                path, content = self.tree / member.name, files.extractfile(member)
-                if content is None:
-                    continue
-                text = content.read()
-                if not path.exists() or path.read_bytes() != text:
-                    path.parent.mkdir(parents=True, exist_ok=True)
-                    path.write_bytes(text)
-                    path.chmod(member.mode)
+            regular = [(member, files.extractfile(member)) for member in files if member.isfile()]
+            return {member.name: (content.read(), member.mode) for member, content in regular if content}
 
-    def _ninja(self, *targets: str) -> bool:
-        command = ["ninja", "-C", str(self.build), "-j", str(self.compilers), *targets]
-        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
+    def _unpack(self) -> None:
+        """Writes what differs from the commits, and removes what they lack: another commit's files, or a mutant that
+        a run left behind when it was cut off."""
+        wanted = self._files(self.commit)
+        if self.tests_commit != self.commit:
+            wanted = {path: file for path, file in wanted.items() if not path.startswith("tests/")}
+            wanted.update(self._files(self.tests_commit, "tests"))
+        for folder in ("src", "tests"):
+            for path in list((self.tree / folder).rglob("*")):
+                if path.is_file() and str(path.relative_to(self.tree)) not in wanted:
+                    path.unlink()
+        for name, (content, mode) in wanted.items():
+            path = self.tree / name
+            if not path.exists() or path.read_bytes() != content:
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_bytes(content)
+                path.chmod(mode)
 
     def prepare(self, compilers: int, durations: dict[str, float]) -> None:
         """Configures, builds everything unchanged, and notes the time of each test that is not known from a copy;
