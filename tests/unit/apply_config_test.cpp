@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <memory>
 
@@ -111,6 +112,18 @@ TEST(ApplyConfig, LinePlacementIsTheOffsetFromMicrophoneZero) {
   const float expected[kMaxMics] = {0.0f, 1.0f, 0.0f, 0.0f};
   EXPECT_TRUE(same_field(beam.record().micPlacement, expected));
   EXPECT_EQ(beam.record().arrayRadius, 0.25f);
+}
+
+// Microphone 0 has no special case: infinity less infinity is not a number, and all other offsets
+// are infinite.
+TEST(ApplyConfig, LinePlacementFromAnInfiniteMicrophoneZeroIsNotANumberThere) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  VekBfInit init = array_of(2);
+  init.micCoordinate[0][0] = kInfinity;
+  Beam beam(init);
+  ASSERT_EQ(beam.configure(), VEK_BF_OK);
+  EXPECT_TRUE(std::isnan(beam.record().micPlacement[0]));
+  EXPECT_EQ(beam.record().micPlacement[1], -kInfinity);
 }
 
 TEST(ApplyConfig, EveryOtherGeometryIsPlacedByQuarterTurnsAlsoTheTriangle) {

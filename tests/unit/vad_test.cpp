@@ -14,6 +14,7 @@
 #include "support/failing_heap.h"
 #include "support/power_streams.h"
 #include "support/printed.h"
+#include "support/random.h"
 
 namespace {
 
@@ -428,6 +429,33 @@ TEST(VadAgainstModel, EveryFieldOverEveryKindOfStream) {
     PowerStream stream(kind, seed);
     ASSERT_NO_FATAL_FAILURE(compare_with_model(kUsual, stream, 200));
   }
+}
+
+// Transitions that no rate gives: the quotient of the two is rounded to single precision before its
+// logarithm, which one of exactly a half, as every rate gives, does not show.
+TEST(VadAgainstModel, AnyTransitionsAndAnyLikelihoodOfTheFrameBefore) {
+  const uint64_t seed = test_seed(20264);
+  SCOPED_TRACE(seed_note(seed));
+  Random random(seed);
+  const VadInitParams params = {16000, 512, 3, 0.5f};
+  Detector d(params);
+  VadState* model = reference::vad_init(&params);
+  for (int frame = 0; frame < 2000; ++frame) {
+    const float a = 1.01f + random.unit();
+    const float b = 1.01f + random.unit();
+    const float likelihood = 20.0f * random.unit();
+    for (VadState* state : {d.state, model}) {
+      state->transA = a;
+      state->transAComp = 1.0f + a;
+      state->transB = b;
+      state->logLikelihood = likelihood;
+    }
+    const std::vector<float> power(3, 2.0f + random.unit());
+    const float p = d.run(power);
+    ASSERT_TRUE(same_bits(p, reference::vad_run(model, power.data()))) << "frame " << frame;
+    ASSERT_TRUE(same_detectors(*d.state, *model)) << "frame " << frame;
+  }
+  reference::vad_free(model);
 }
 
 TEST(VadAgainstModel, EveryBinCountUpToTwentyAndEveryRate) {
