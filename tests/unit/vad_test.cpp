@@ -154,6 +154,27 @@ TEST(Vad, ProbabilityEqualToTheThresholdIsNotAbove) {
   EXPECT_EQ(above->onsetCount, 1);
 }
 
+// At L = 1.5 2^-22 the logistic 1 / (1 + exp(-L)) = 1/2 + L/4 - L^3/48 + ... is, in double
+// precision, 1/2 + 3 2^-25: halfway between two floats, which goes to the even one. A double one
+// unit lower would go to the other.
+TEST(Vad, ProbabilityOnATieGoesToTheEvenFloat) {
+  constexpr float kLikelihood = 0x1.8p-22f;
+  const VadInitParams params = {16000, 512, 1, 0.5f};
+  Detector probe(params);
+  probe.run(4.0f);
+  // Without a past the recursion is the logarithm of resid + ratio, plus the mean.
+  Detector d(params);
+  d->transA = d->transB = 1.0f;
+  d->transAComp = 0.0f;
+  const double factor =
+      std::exp(static_cast<double>(kLikelihood) - static_cast<double>(probe->meanLogLikelihood));
+  d->transRatio = static_cast<float>(factor);
+  d->transResid = static_cast<float>(factor - static_cast<double>(d->transRatio));
+  const float p = d.run(4.0f);
+  ASSERT_EQ(d->logLikelihood, kLikelihood);
+  EXPECT_EQ(p, 0.5f + 0x1p-23f);
+}
+
 TEST(Vad, ThirdFrameAboveEntersSpeechAndFifthBelowLeavesIt) {
   Detector d;
   d->threshold = kAlways;
