@@ -74,7 +74,29 @@ library=$(find "$scratch/build" -name 'libvekbf.so.2.*' -type f)
 # Only the library and the host: no test, tool or benchmark is a target.
 programs=$(ninja -C "$scratch/build" -t targets all | sed -n 's/^\([^:]*\): C[X]*_EXECUTABLE_LINKER.*/\1/p')
 case "$how" in
-  top) wanted= ;;
+  top)
+    wanted=
+    # Staged for another root, with a folder for libraries as distributions have it, and with absolute folders.
+    staged() {
+      cmake -S "$source" -B "$scratch/build" -DCMAKE_INSTALL_PREFIX=/usr "$@" >"$scratch/log"
+      cmake --build "$scratch/build" -j 2 >>"$scratch/log"
+      rm -rf "$scratch/stage"
+      DESTDIR="$scratch/stage" cmake --install "$scratch/build" >>"$scratch/log"
+    }
+    ask() { PKG_CONFIG_LIBDIR="$scratch/stage/$1/pkgconfig" pkg-config --variable="$2" vekbf; }
+    staged -DCMAKE_INSTALL_LIBDIR=lib/board-linux
+    [ -e "$scratch/stage/usr/lib/board-linux/libvekbf.so.2" ] || fail "not staged"
+    if command -v pkg-config >/dev/null; then
+      found=$(realpath "$(ask usr/lib/board-linux libdir)")
+      [ "$found" = "$(realpath "$scratch/stage/usr/lib/board-linux")" ] || fail "the libraries are said to be in $found"
+      found=$(realpath "$(ask usr/lib/board-linux includedir)")
+      [ "$found" = "$(realpath "$scratch/stage/usr/include")" ] || fail "the header is said to be in $found"
+      staged -DCMAKE_INSTALL_LIBDIR=/opt/vekbf/lib -DCMAKE_INSTALL_INCLUDEDIR=/opt/vekbf/include
+      [ "$(ask opt/vekbf/lib libdir)" = /opt/vekbf/lib ] || fail "an absolute folder is not kept"
+      [ "$(ask opt/vekbf/lib includedir)" = /opt/vekbf/include ] || fail "an absolute folder is not kept"
+      [ -e "$scratch/stage/opt/vekbf/include/vek_bf.h" ] || fail "the header is not where it is said to be"
+    fi
+    ;;
   foreign)
     wanted=
     readelf -h "$library" | grep -q 'Machine: *ARM$' || fail "not a library for 32-bit ARM"
