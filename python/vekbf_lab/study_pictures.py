@@ -6,7 +6,7 @@ from __future__ import annotations
 import matplotlib
 import numpy as np
 
-from . import plots, study_runs, study_scenes
+from . import plots, study_drawings, study_runs, study_scenes
 from .study_runs import INTENSITY
 
 # Letters as text, not as outlines: a tenth of the size.
@@ -109,6 +109,7 @@ def parameters(curves):
 
 def pictures(measured, curves):
     return {
+        "angles": study_drawings.angles(),
         "intensity": intensity(measured),
         "improvement": improvement(measured),
         "parameters": parameters(curves),

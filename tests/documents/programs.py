@@ -1,10 +1,7 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Every code block of docs/integration.md, against an installed tree. A block that no test here uses is a failure.
+"""The programs and build files of the documents, against an installed tree."""
 
-    check_integration.py ROOT TREE
-"""
-
+import array
 import os
 import re
 import subprocess
@@ -13,20 +10,16 @@ import tempfile
 import unittest
 from pathlib import Path
 
-ROOT, TREE = Path(sys.argv[1]), Path(sys.argv[2])
-LIBRARY = next(TREE.rglob("libvekbf.so"))
-TEXT = (ROOT / "docs/integration.md").read_text()
-BLOCKS = re.findall(r"^```([a-z]+)\n(.*?)^```$", TEXT, re.MULTILINE | re.DOTALL)
+from desk import DeskTest
+from documents import LIBRARY, ROOT, TEXTS, TREE, take
+
+from vekbf_lab import wav
+
 STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 HOST = ROOT / "tests/packaging/consumers/host.c"
-used = set()
-
-
-def block(language, word):
-    """The one block of this language that holds the word."""
-    (found,) = [i for i, (kind, text) in enumerate(BLOCKS) if kind == language and word in text]
-    used.add(found)
-    return BLOCKS[found][1]
+DOCUMENT = "docs/integration.md"
+# Of VekBf_Run.
+LAG = 384
 
 
 class IntegrationTest(unittest.TestCase):
@@ -58,24 +51,24 @@ class IntegrationTest(unittest.TestCase):
         return self.folder / "build"
 
     def test_find_package(self):
-        self.run_here("cmake", "--build", self.run_cmake(block("cmake", "find_package")))
+        self.run_here("cmake", "--build", self.run_cmake(take(DOCUMENT, "find_package", "cmake")))
         self.run_here("build/recorder")
 
     def test_add_subdirectory(self):
         # That it builds and runs too is shown by library_alone.sh.
         (self.folder / "third_party").mkdir()
         (self.folder / "third_party/vekbf").symlink_to(ROOT)
-        self.run_cmake(block("cmake", "add_subdirectory"))
+        self.run_cmake(take(DOCUMENT, "add_subdirectory", "cmake"))
 
     def test_makefile(self):
         (self.folder / "recorder.c").write_text(HOST.read_text())
-        (self.folder / "Makefile").write_text(block("make", "pkg-config") + "recorder: recorder.o\n")
+        (self.folder / "Makefile").write_text(take(DOCUMENT, "CFLAGS +=", "make") + "recorder: recorder.o\n")
         self.run_here("make")
         self.run_here("./recorder", env={**self.environment, "LD_LIBRARY_PATH": str(LIBRARY.parent)})
 
     def test_by_hand(self):
         (self.folder / "recorder.c").write_text(HOST.read_text())
-        self.run_here("sh", "-euc", block("sh", "recorder.c"))
+        self.run_here("sh", "-euc", take(DOCUMENT, "recorder.c", "sh"))
         self.run_here("./recorder", env={**self.environment, "LD_LIBRARY_PATH": str(LIBRARY.parent)})
 
     def test_callback(self):
@@ -90,7 +83,7 @@ int main(void) {
   return out[50] > 3000 ? 0 : 2;
 }
 """
-        self.run_c(block("c", "on_period"), main, ROOT / "examples/stream_adapter.c")
+        self.run_c(take(DOCUMENT, "on_period", "c"), main, ROOT / "examples/stream_adapter.c")
 
     def test_static_memory(self):
         main = """
@@ -102,7 +95,7 @@ int main(void) {
              ? 0 : 1;
 }
 """
-        self.run_c(block("c", "static_memory"), main)
+        self.run_c(take(DOCUMENT, "static_memory", "c"), main)
 
     def test_angle_from_another_thread(self):
         main = """
@@ -112,7 +105,7 @@ int main(void) {
   return run(0, block, block) == VEK_BF_ERR_NULL_HANDLE && talker == 60 ? 0 : 1;
 }
 """
-        self.run_c(block("c", "stdatomic"), main, standard="c11")
+        self.run_c(take(DOCUMENT, "stdatomic", "c"), main, standard="c11")
 
     def test_standard_output(self):
         main = """
@@ -125,32 +118,35 @@ int main(void) {
   return fclose(audio);
 }
 """
-        result = self.run_c(block("c", "take_standard_output"), main, standard="gnu99")
+        result = self.run_c(take(DOCUMENT, "take_standard_output", "c"), main, standard="gnu99")
         self.assertEqual(result.stdout, b"audio")
         self.assertEqual(result.stderr, b"[ALGO_MSG_MSG, VekBf_GetBufferSize] Working buffer size is 82352 bytes\n")
 
     def test_python(self):
         environment = {**self.environment, "PYTHONPATH": str(ROOT / "python"), "VEKBF_LIBRARY": str(LIBRARY)}
         result = self.run_here(
-            sys.executable, "-B", "-c", block("python", "Beamformer"), env=environment, stdout=subprocess.PIPE
+            sys.executable, "-B", "-c", take(DOCUMENT, "Beamformer", "python"), env=environment, stdout=subprocess.PIPE
         )
         self.assertEqual(result.stdout, b"")
 
     def test_times(self):
-        rows = re.findall(r"^\| +(\d+) Hz \| +([\d.]+) ms \| +([\d.]+) ms \| +([\d.]+) ms \|$", TEXT, re.MULTILINE)
+        rows = re.findall(r"^\| +(\d+) Hz \| +([\d.]+) ms \| +([\d.]+) ms \| +([\d.]+) ms \|$", TEXTS[DOCUMENT], re.MULTILINE)
         self.assertEqual(len(rows), 3)
         for rate, *times in rows:
             for samples, time in zip((128, 384, 511), times):
                 self.assertAlmostEqual(float(time), 1000 * samples / int(rate), delta=0.05)
 
-    def test_links(self):
-        for target in re.findall(r"\]\(([^)#]+)\)", TEXT):
-            self.assertTrue((ROOT / "docs" / target).exists(), target)
 
-    def test_zz_every_block_was_used(self):
-        # Runs last: tests run in the order of their names.
-        self.assertEqual([BLOCKS[i] for i in range(len(BLOCKS)) if i not in used], [])
-
-
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+class ReadmeProgramTest(DeskTest):
+    def test_it_gives_what_the_tool_gives(self):
+        (self.folder / "host.c").write_text(take("README.md", "int main", "c"))
+        command = ["cc", "-std=c99", *STRICT, f"-I{TREE}/include", "-o", "host", "host.c", str(LIBRARY)]
+        subprocess.run(command, cwd=self.folder, env=self.environment, check=True)
+        self.run_script("./host out.raw <heard/meeting.raw")
+        raw = array.array("h", (self.folder / "out.raw").read_bytes())
+        tool = "vekbf process meeting.wav out.wav --mic 0,0 --mic 0.08,0 --mic 0.16,0 --mic 0.24,0 --angle 60"
+        self.said(tool)
+        lined_up = wav.read(self.folder / "out.wav")[1][:, 0].tolist()
+        # The program ends with the last whole block and leaves the lag in.
+        self.assertGreater(len(raw), 10 * LAG)
+        self.assertEqual(raw[LAG:].tolist(), lined_up[: len(raw) - LAG])

@@ -1,0 +1,111 @@
+# SPDX-License-Identifier: MIT
+"""The shell commands of the documents."""
+
+import re
+import subprocess
+
+import numpy as np
+from desk import RATE, SECONDS, DeskTest
+from documents import BUILD, LIBRARY, ROOT, take
+
+FRAMES = round(SECONDS * RATE)
+
+
+class ReadmeTest(DeskTest):
+    def test_own_recording(self):
+        self.assertEqual(self.said(take("README.md", "meeting.wav", "sh")), "")
+        self.assertEqual(self.frames("clean.wav"), FRAMES)
+
+    def test_live_audio(self):
+        self.said(take("README.md", "arecord", "sh"))
+        self.assertEqual(len((self.folder / "played.raw").read_bytes()), 2 * FRAMES)
+
+    def test_presets(self):
+        # scripts/test does what the block says for every build: it is not done once more here.
+        commands = take("README.md", "cmake --preset release", "").strip().split(" && ")
+        self.assertEqual(commands, ["cmake --preset release", "cmake --build build/release"])
+        script = (ROOT / "scripts/test").read_text()
+        for command in ('cmake --preset "$build"', 'cmake --build "build/$build"'):
+            self.assertIn(command, script)
+
+    def test_library_alone(self):
+        text = take("README.md", "VEKBF_BUILD_TESTS=OFF", "")
+        # A folder like the source tree, in which the block may make its own `build`.
+        tree = self.folder / "tree"
+        tree.mkdir()
+        for entry in ROOT.iterdir():
+            if entry.name not in ("build", "out", ".git"):
+                (tree / entry.name).symlink_to(entry)
+        self.environment |= {"DESTDIR": str(tree / "root"), "CMAKE_GENERATOR": "Ninja", "CMAKE_BUILD_PARALLEL_LEVEL": "2"}
+        subprocess.run(
+            ["sh", "-eu", "-c", text], cwd=tree, env=self.environment, stdout=subprocess.DEVNULL, check=True
+        )
+        self.assertTrue(list(tree.glob("root/usr/local/lib*/**/libvekbf.so.2")))
+
+
+class LabTest(DeskTest):
+    def test_every_command(self):
+        (self.folder / "python").symlink_to(ROOT / "python")
+        (self.folder / "build/demo").mkdir(parents=True)
+        (self.folder / "build/demo/libvekbf.so.2").symlink_to(LIBRARY)
+        setting = take("docs/lab.md", "export PYTHONPATH", "")
+        del self.environment["PYTHONPATH"], self.environment["VEKBF_LIBRARY"], self.environment["LD_LIBRARY_PATH"]
+        self.said(setting + take("docs/lab.md", "before-and-after", "sh"))
+        self.assert_written("clean.wav", "pattern.csv", "pattern.png", "before-and-after.png")
+        told = self.said(setting + take("docs/lab.md", "doctor", "sh"))
+        self.assertRegex(told, r"^no fault found\nloudest talker: (59|60|61) degrees")
+        told = self.said(setting + take("docs/lab.md", "--diffuse-noise", "sh"))
+        self.assertRegex(told, r"(?m)^beam\.wav +0 ")
+        self.assert_written("scene.wav", "beam.wav", "scene-source1.wav", "scene-source2.wav")
+
+
+class GeometryTest(DeskTest):
+    def test_every_command(self):
+        self.walk("docs/geometry.md")
+        for angle in (0, 60, 180):
+            self.assertEqual(self.frames(f"at-{angle}.wav"), FRAMES)
+
+
+class FirstSoundTest(DeskTest):
+    def test_every_command(self):
+        (self.folder / "meeting.wav").unlink()
+        self.walk("docs/first-sound.md")
+        self.assertEqual(self.frames("clean.wav"), FRAMES)
+        self.assert_written("before-and-after.png", "pattern.png")
+        # The file with its header, and the same samples live.
+        self.assertGreater((self.folder / "played.raw").stat().st_size, 4 * FRAMES)
+        self.assertEqual((self.folder / "played.raw").read_bytes()[-2 * FRAMES :], (self.folder / "clean.wav").read_bytes()[-2 * FRAMES :])
+
+
+class TroubleShootingTest(DeskTest):
+    """In each section the recording has the fault that it is about."""
+
+    def test_every_command(self):
+        meeting = self.read("meeting")
+        self.write("loud", np.clip(meeting * 20, -32767, 32767))
+        muted = meeting.copy()
+        muted[FRAMES // 3 : FRAMES // 2] = 0
+        self.write("muted", muted)
+        (self.folder / "build/demo").mkdir(parents=True)
+        (self.folder / "build/demo/libvekbf.so.2").symlink_to(LIBRARY)
+
+        def before(heading):
+            swapped = heading == "Channels in another order"
+            self.write("meeting", meeting[:, [0, 2, 1, 3]] if swapped else meeting)
+
+        self.walk(
+            "docs/trouble-shooting.md",
+            statuses={"Silence": 2, "Channels in another order": 3, "Clipped input": 3},
+            aloud=("Clipped input", "Lines on standard output"),
+            before=before,
+        )
+
+
+class QualityTest(DeskTest):
+    def test_the_tests_it_names_are_there(self):
+        # They take minutes, and are run by scripts/test.
+        for line in take("docs/quality.md", "ctest -L", "").strip().splitlines():
+            result = subprocess.run(
+                ["sh", "-euc", f"{line} -N"], cwd=BUILD, capture_output=True, text=True, check=True
+            )
+            self.assertGreater(int(re.search(r"Total Tests: (\d+)", result.stdout)[1]), 0, line)
