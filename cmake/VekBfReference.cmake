@@ -1,9 +1,9 @@
 # The reference of the public header as web pages: cmake --build BUILD --target reference, then BUILD/reference/index.html.
 find_program(VEKBF_DOXYGEN doxygen)
-set(VEKBF_REFERENCE_HEADER ${PROJECT_SOURCE_DIR}/include/vek_bf.h)
-set(VEKBF_REFERENCE_OUTPUT ${PROJECT_BINARY_DIR}/reference)
-configure_file(${PROJECT_SOURCE_DIR}/docs/Doxyfile.in ${PROJECT_BINARY_DIR}/Doxyfile @ONLY)
 if(VEKBF_DOXYGEN)
+  set(VEKBF_REFERENCE_HEADER ${PROJECT_SOURCE_DIR}/include/vek_bf.h)
+  set(VEKBF_REFERENCE_OUTPUT ${PROJECT_BINARY_DIR}/reference)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/Doxyfile.in ${PROJECT_BINARY_DIR}/Doxyfile @ONLY)
   add_custom_target(
     reference
     COMMAND ${CMAKE_COMMAND} -E make_directory ${VEKBF_REFERENCE_OUTPUT}
