@@ -7,6 +7,29 @@
 
 namespace vekbf {
 
+namespace {
+
+// |beam|^2. Unlike all other powers this one keeps its subnormals on every machine, because the
+// estimator asks how it compares with its own past: the unit that makes the magnitudes squares
+// them.
+template <class V>
+void store_power(float* power, simd::Pairs<V> beam) {
+  if constexpr (simd::kFlushesSubnormals<V>) {
+    float re[V::kLanes], im[V::kLanes];
+    beam.re.store(re);
+    beam.im.store(im);
+    for (int i = 0; i < V::kLanes; ++i) {
+      const float size = vekbf::magnitude(re[i], im[i]);
+      power[i] = size * size;
+    }
+  } else {
+    const V size = magnitude(beam.re, beam.im);
+    (size * size).store(power);
+  }
+}
+
+}  // namespace
+
 void form_fixed_beam(Instance& instance) {
   const int mics = usable_mics(instance);
   for (int m = 0; m < mics; ++m) {
@@ -26,8 +49,7 @@ void form_fixed_beam(Instance& instance) {
     // Deliberately once, after the sum, unlike the fixed frame.
     const simd::Pairs<V> beam = V::splat(weight) * sum;
     store_pairs(&instance.fixedBeam[k], beam);
-    const V size = magnitude(beam.re, beam.im);
-    (size * size).store(&instance.beamPower[k]);
+    store_power(&instance.beamPower[k], beam);
   });
 }
 

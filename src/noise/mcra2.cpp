@@ -10,6 +10,7 @@
 #include "noise/mcra2.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/log.h"
@@ -58,13 +59,28 @@ void seed(Mcra2State& state, const float* power) {
   }
 }
 
+// Where a smoothed power is smaller than this and not zero, subnormals may follow from it.
+constexpr float kTinyPower = 0x1p-60f;
+
+// Whether a bin's new and old power are both that small, and not both zero. By their
+// representations, which are in the order of the numbers.
+bool any_tiny(const float* power, const float* smooth, int32_t count) {
+  uint32_t least = UINT32_MAX;  // less one, which makes a zero the largest
+  for (int32_t k = 0; k < count; ++k) {
+    const auto larger =
+        std::max(std::bit_cast<uint32_t>(power[k]), std::bit_cast<uint32_t>(smooth[k]));
+    least = std::min(least, larger - 1);
+  }
+  return least < std::bit_cast<uint32_t>(kTinyPower) - 1;
+}
+
 void track(Mcra2State& state, const float* power) {
   const float etaComp = 1.0f - state.eta;
   const float alphaPComp = 1.0f - state.alphaP;
   const float alphaDComp = 1.0f - state.alphaD;
   const float rise = (1.0f - state.gamma) / (1.0f - state.beta);
 
-  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+  const auto track_bins = [&](auto lane, int k) {
     using V = decltype(lane);
     const V one = V::splat(1.0f);
     const V zero = V::splat(0.0f);
@@ -101,7 +117,17 @@ void track(Mcra2State& state, const float* power) {
     // From the smoothed power, deliberately: the estimate is calmer than one from the raw input.
     const V noise = factor * V::load(state.noisePower + k) + (one - factor) * smooth;
     noise.store(state.noisePower + k);
-  });
+  };
+
+  // The ratio of two tiny powers decides on speech like any other, so that a unit that flushes them
+  // would decide otherwise: there, such a frame goes bin by bin.
+  if constexpr (simd::kFlushesSubnormals<simd::f32x4>) {
+    if (any_tiny(power, state.prevSmoothPower, state.binCount)) {
+      for (int32_t k = 0; k < state.binCount; ++k) track_bins(simd::f32x1{}, k);
+      return;
+    }
+  }
+  simd::for_each_lane(state.binCount, track_bins);
 }
 
 }  // namespace

@@ -24,6 +24,10 @@ struct f32x1 {
   void store(float* p) const { *p = v; }
 };
 
+// Whether the arithmetic of V takes subnormals for zeros and makes zeros of them.
+template <class V>
+inline constexpr bool kFlushesSubnormals = false;
+
 inline f32x1 operator+(f32x1 a, f32x1 b) { return {a.v + b.v}; }
 inline f32x1 operator-(f32x1 a, f32x1 b) { return {a.v - b.v}; }
 inline f32x1 operator*(f32x1 a, f32x1 b) { return {a.v * b.v}; }

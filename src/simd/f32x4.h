@@ -35,7 +35,11 @@ using f32x4 = portable::f32x4;
 #include "simd/f32x4_neon.h"
 namespace vekbf::simd {
 using f32x4 = neon::f32x4;
-}
+#if defined(__arm__)
+template <>
+inline constexpr bool kFlushesSubnormals<neon::f32x4> = true;
+#endif
+}  // namespace vekbf::simd
 #elif defined(__SSE2__)
 #include "simd/f32x4_sse2.h"
 namespace vekbf::simd {
