@@ -105,7 +105,9 @@ TEST(Flushing, AnEndlessDecayIsTheSameEverywhere) {
   const VadState& one = *library.record().vadState;
   const VadState& other = *flushing.record().vadState;
   ASSERT_TRUE(is_subnormal(one.mcra->smoothPower[100]));
-  if (!kFlushes) ASSERT_TRUE(is_subnormal(one.mcra->noisePower[100]));
+  if (!kFlushes) {
+    ASSERT_TRUE(is_subnormal(one.mcra->noisePower[100]));
+  }
   EXPECT_TRUE(same_floats(one.mcra->smoothPower, other.mcra->smoothPower, kBinCount));
   EXPECT_TRUE(same_floats(one.mcra->noisePower, other.mcra->noisePower, kBinCount));
   EXPECT_TRUE(same_floats(one.postSnr, other.postSnr, kBinCount));
