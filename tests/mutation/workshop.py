@@ -90,6 +90,10 @@ class Workshop:
                 path.write_bytes(content)
                 path.chmod(mode)
 
+    def _ninja(self, *targets: str) -> bool:
+        command = ["ninja", "-C", str(self.build), "-j", str(self.compilers), *targets]
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
+
     def prepare(self, compilers: int, durations: dict[str, float]) -> None:
         """Configures, builds everything unchanged, and notes the time of each test that is not known from a copy;
         tests that fail are left out."""
