@@ -22,6 +22,7 @@ TEXTS = {
 EXCLUDED = (
     ("README.md", "scripts/demo     #", "the two set-up commands, which the continuous integration runs on their own"),
     ("docs/first-sound.md", "cmake --install", "installation; python_install and install_tree do the same elsewhere"),
+    ("docs/integration.md", "scripts/package --arch", "the slow test debian_packages runs it"),
     ("docs/numerics.md", "a = T0 + T2", "formulas"),
     ("docs/numerics.md", "R0 = O0", "formulas"),
     ("docs/improvement.md", "study docs", "takes minutes: the slow test documents_study runs it, python_study a part"),
