@@ -22,6 +22,7 @@ if [ "$1" != --inside ]; then
   chmod 755 "$scratch"
   # The root file system itself is thrown away.
   mmdebstrap --variant=apt --format=null --include=autopkgtest --skip=cleanup/apt/lists \
+    --dpkgopt=force-unsafe-io \
     --customize-hook="copy-in '$scratch/vekbf' /opt" \
     --customize-hook="chroot \"\$1\" sh /opt/vekbf/new_debian.sh --inside $*" bookworm -
   exit
