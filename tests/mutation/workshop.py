@@ -199,11 +199,11 @@ class Workshop:
         return source.read_text(encoding="utf-8") if test.label == "unit" and source.exists() else ""
 
     def _own_tests(self, mutant: Mutant) -> list[Test]:
-        """The unit tests of the file's stem, and those that include it."""
+        """The unit tests of the file's stem (f32x4 of f32x4_sse2), and those that include it."""
         stem = Path(mutant.path).stem
         name = mutant.path.removeprefix("src/").removesuffix(".cpp")
         include = re.compile(rf'#include "{re.escape(name)}(\.h)?"')
-        own = [test for test in self.tests if include.search(self._source(test))]
+        own = [t for t in self.tests if include.search(self._source(t)) or f"{stem}_".startswith(f"{t.name}_")]
         return sorted(own, key=lambda t: t.name != stem)
 
     def judge(self, mutant: Mutant) -> Outcome:
