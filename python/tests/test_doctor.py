@@ -92,6 +92,16 @@ class PlantedTest(unittest.TestCase):
                 self.samples[:, j] = self.samples[:, i]
                 self.expect(("duplicated", [i, j]))
 
+    def test_sound_from_where_two_microphones_hear_the_same(self):
+        # Without noise of their own, microphones 0 and 2 of a square hear a wave from 270 degrees alike.
+        heard = scene.plane_wave(TALKER, SQUARE.array, 270, RATE)
+        result = doctor.examine(np.rint(heard), SQUARE, RATE)
+        (text,) = [f["text"] for f in result["faults"]]
+        self.assertEqual(
+            text, "channels 0 and 2 carry the same signal (or the sound comes from where they hear the same)"
+        )
+        self.assertAlmostEqual(result["angle"], 270, delta=1)
+
     def test_duplicated_upside_down(self):
         self.samples[:, 3] = -self.samples[:, 1]
         result = doctor.examine(np.rint(self.samples), LINE, RATE)

@@ -150,8 +150,6 @@ def examine(samples, geometry, rate, known_angle=None):
         fault("dead", [m], f"channel {m} is dead")
     alive = [m for m in range(samples.shape[1]) if m not in dead]
     copied = copies(samples, alive)
-    for i, j, upside_down in copied:
-        fault("duplicated", [i, j], f"channels {i} and {j} carry the same signal" + (", inverted" * upside_down))
 
     correlations = Correlations(samples, rate)
     measured, signs, peaks = {}, {}, {}
@@ -159,9 +157,13 @@ def examine(samples, geometry, rate, known_angle=None):
         measured[i, j], signs[i, j], peaks[i, j] = correlations.lag(i, j)
     lags = Lags(measured, geometry, rate, known_angle)
     useful = alive
-    if copied and not lags.fits(alive):
-        # None of them can be trusted to be at its own place. (Where a plane wave fits, it may have come from where
-        # their microphones do hear the same.)
+    # Where a plane wave fits, it may have come from where their microphones do hear the same.
+    doubt = " (or the sound comes from where they hear the same)" if lags.fits(alive) else ""
+    for i, j, upside_down in copied:
+        text = f"channels {i} and {j} carry the same signal"
+        fault("duplicated", [i, j], text + (", inverted" if upside_down else doubt))
+    if copied and not doubt:
+        # None of them can be trusted to be at its own place.
         doubtful = {m for i, j, _ in copied for m in (i, j)}
         useful = [m for m in alive if m not in doubtful]
     related = [m for m in useful if any(peaks[tuple(sorted((m, n)))] >= LEAST_PEAK for n in useful if n != m)]

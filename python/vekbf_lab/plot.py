@@ -31,5 +31,5 @@ def run(options):
     if len(set(names)) < len(names):
         raise LabError("the same file is named twice")
     signals = dict(zip(names, (signal for _, signal in read)))
-    plots.save(plots.signal_page(signals, rate, " and ".join(names)), options.out)
+    plots.save(plots.signal_page(signals, rate, ", ".join(names)), options.out)
     return 0

@@ -15,7 +15,7 @@ from .errors import LabError
 DEEPEST_DB = -30.0  # of beam patterns
 SPECTROGRAM_DB = 70.0  # from the brightest to the darkest
 LEVEL_SECONDS = 0.05
-LOWEST_LEVEL = -80.0
+LOWEST_LEVEL = -100.0  # dBFS, in the place of silence
 # The same file every time.
 matplotlib.rcParams["svg.hashsalt"] = "vekbf"
 
@@ -52,8 +52,11 @@ def beam_polar(axes, pattern, centres=(500, 1000, 2000, 4000)):
         axes.plot(np.radians(angles), levels[order, band], label=hertz(pattern.centres[band]))
     axes.axvline(np.radians(pattern.look), color="0.4", linestyle="--", linewidth=1, label="look direction")
     axes.set_rlim(DEEPEST_DB, max(3.0, levels[:, bands].max()))
-    axes.set_rticks([-30, -20, -10, 0], ["-30 dB", "-20", "-10", "0 dB"], fontsize=8)
-    axes.set_rlabel_position(112.5)
+    axes.set_rticks([-30, -20, -10, 0], ["", "-20 dB", "-10 dB", "0 dB"], fontsize=8)
+    # Away from the beam, and legible where curves pass.
+    axes.set_rlabel_position(pattern.look + 135)
+    for label in axes.get_yticklabels():
+        label.set_bbox({"facecolor": "white", "edgecolor": "none", "alpha": 0.8, "pad": 0.5})
     axes.set_thetagrids(range(0, 360, 30), [f"{angle}°" for angle in range(0, 360, 30)])
     axes.legend(loc="upper left", bbox_to_anchor=(1.05, 1.0), fontsize=8)
     axes.set_title("Level relative to the look direction", fontsize=10)

@@ -64,6 +64,12 @@ class DeskTest(unittest.TestCase):
             "LD_LIBRARY_PATH": str(LIBRARY.parent),
         }
 
+    def tree(self):
+        """What a source tree has after scripts/demo."""
+        (self.folder / "python").symlink_to(ROOT / "python")
+        (self.folder / "build/demo").mkdir(parents=True)
+        (self.folder / "build/demo/libvekbf.so.2").symlink_to(LIBRARY)
+
     def write(self, name, samples):
         wav.write(self.folder / f"{name}.wav", RATE, samples)
 
@@ -93,7 +99,9 @@ class DeskTest(unittest.TestCase):
     def walk(self, document, statuses=(), aloud=(), before=None):
         """Every shell block of a document in its order, in this one folder. A block of text behind one is all it says;
         without such a block it says nothing on standard error, unless its heading is among `aloud`. `statuses`: by
-        heading, where it is not 0. `before` is called with each block's heading."""
+        heading, where it is not 0. `before` is called with each block's heading. Returns what was said on standard
+        output."""
+        told = ""
         blocks = [block for block in BLOCKS if block.document == document]
         for block, following in zip(blocks, [*blocks[1:], None]):
             if block.language != "sh":
@@ -110,6 +118,12 @@ class DeskTest(unittest.TestCase):
                     self.assertEqual(out + err, following.text)
                 elif block.heading not in aloud:
                     self.assertEqual(err, "")
+                told += out
+        return told
+
+    def run_python(self, text):
+        (self.folder / "program.py").write_text(text)
+        return self.said("python3 program.py")
 
     def frames(self, name):
         return len(wav.read(self.folder / name)[1])
