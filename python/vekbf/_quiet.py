@@ -15,11 +15,11 @@ import functools
 import os
 import sys
 import threading
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 
 _lock = threading.Lock()
 _depth = 0  # calls under way, in all threads
-_restore = None  # undoes the redirection; set while _depth > 0
+_restore: Callable[[], None] | None = None  # undoes the redirection; set while _depth > 0
 
 
 @functools.lru_cache(maxsize=None)
@@ -33,7 +33,7 @@ def _c_library() -> ctypes.CDLL:
 @functools.lru_cache(maxsize=None)
 def _nowhere() -> int:
     """A FILE of the C library that swallows what is written to it; open for the rest of the process."""
-    file = _c_library().fopen(b"/dev/null", b"we")
+    file: int | None = _c_library().fopen(b"/dev/null", b"we")
     if not file:
         raise OSError("cannot open /dev/null")
     return file
@@ -43,7 +43,7 @@ def _has_assignable_stdout() -> bool:
     return hasattr(_c_library(), "gnu_get_libc_version")
 
 
-def _redirect_variable():
+def _redirect_variable() -> Callable[[], None]:
     stdout = ctypes.c_void_p.in_dll(_c_library(), "stdout")
     original, stdout.value = stdout.value, _nowhere()
 
@@ -53,7 +53,7 @@ def _redirect_variable():
     return restore
 
 
-def _redirect_descriptor():
+def _redirect_descriptor() -> Callable[[], None]:
     libc = _c_library()
     with contextlib.suppress(AttributeError, ValueError, OSError):  # no sys.stdout, or closed
         sys.stdout.flush()
@@ -87,6 +87,6 @@ def quiet() -> Iterator[None]:
     finally:
         with _lock:
             _depth -= 1
-            if _depth == 0:
+            if _depth == 0 and _restore is not None:
                 _restore()
                 _restore = None

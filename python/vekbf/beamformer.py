@@ -8,7 +8,7 @@ import operator
 import threading
 from collections.abc import Sequence
 from types import TracebackType
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
@@ -18,6 +18,8 @@ from ._quiet import quiet
 
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
+
+    Angle = float | Sequence[float] | NDArray[np.number[Any]]
 
 _TAIL_BLOCKS = LAG_SAMPLES // BLOCK_FRAMES
 
@@ -52,8 +54,10 @@ class Beamformer:
         algorithm: "fixed": delay-and-sum. "adaptive": also cancels what does not come from the talker's direction, at
             some cost to the talker.
         sound_speed: in m/s, a whole number of at least 1.
-        intensity: 0 to 10, how strongly the adaptive algorithm's gate works.
-        vad_threshold: 0 to 1, the probability above which the adaptive algorithm takes a frame for speech.
+        intensity: 0 to 10; a tenth of it is the probability of speech below which the adaptive algorithm takes a
+            frequency for noise, in part. The fixed one does not read it.
+        vad_threshold: 0 to 1, the probability above which the adaptive algorithm's detector takes a frame for speech.
+            Its decision changes no sample.
 
     Raises:
         VekBfError: the library refuses a value; the error carries its code.
@@ -72,7 +76,7 @@ class Beamformer:
         intensity: int = 3,
         vad_threshold: float = 0.5,
     ) -> None:
-        self._buffer: ctypes.Array | None = None  # until there is something to close
+        self._buffer: ctypes.Array[ctypes.c_uint64] | None = None  # until there is something to close
         positions = np.asarray(microphones, dtype=np.float32)
         if positions.ndim != 2 or positions.shape[1] != 2 or len(positions) == 0:
             raise ValueError(f"microphones has the shape (microphones, 2), not {positions.shape}")
@@ -145,7 +149,7 @@ class Beamformer:
     def _blocks_begun(pending: int, frames: int) -> int:
         return -(-(pending + frames) // BLOCK_FRAMES) - (1 if pending > 0 else 0)
 
-    def process(self, samples: NDArray[np.int16], angle: float | Sequence[float] | NDArray = 90) -> NDArray[np.int16]:
+    def process(self, samples: NDArray[np.int16], angle: Angle = 90) -> NDArray[np.int16]:
         """Take the next part of the signal and return what has become ready.
 
         Results do not depend on how a signal is cut into parts. All of them, and what `flush` returns, put one behind
@@ -241,17 +245,18 @@ class Beamformer:
         return signal.astype(np.int16, copy=False)
 
     @staticmethod
-    def _as_angles(angle: float | Sequence[float] | NDArray, blocks: int) -> list[int]:
+    def _as_angles(angle: Angle, blocks: int) -> list[int]:
         degrees = np.asarray(angle, dtype=float)
         if degrees.ndim > 1 or (degrees.ndim == 1 and len(degrees) != blocks):
             raise ValueError(f"angle is a number, or one for each of the {blocks} blocks that begin in samples")
         if not np.isfinite(degrees).all() or (np.abs(degrees) >= 2**31 - 1).any():
             raise ValueError("angles are finite numbers of degrees")
         whole = np.rint(degrees).astype(int)
-        return np.broadcast_to(whole, (blocks,)).tolist()
+        return [int(one) for one in np.broadcast_to(whole, (blocks,))]
 
     def _run(self, signal: NDArray[np.int16], angles: list[int]) -> NDArray[np.int16]:
         """Whole blocks through the library; what came out, without the lag and no longer than the signal."""
+        assert self._buffer is not None  # the callers have looked
         signal = np.ascontiguousarray(signal)
         tested = signal.reshape(len(angles), BLOCK_FRAMES * self._channels)[:, :BLOCK_FRAMES].astype(np.int64)
         self._zero_blocks += int(np.count_nonzero((tested * tested).sum(axis=1) % 2**32 == 0))
