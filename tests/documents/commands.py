@@ -1,12 +1,15 @@
 # SPDX-License-Identifier: MIT
 """The shell commands of the documents."""
 
+import os
 import re
+import shlex
 import subprocess
+import unittest
 
 import numpy as np
 from desk import RATE, SECONDS, DeskTest
-from documents import BUILD, ROOT, take
+from documents import BLOCKS, BUILD, EXCLUDED, ROOT, named, take
 
 FRAMES = round(SECONDS * RATE)
 
@@ -106,11 +109,32 @@ class TroubleShootingTest(DeskTest):
         )
 
 
-class QualityTest(DeskTest):
-    def test_the_tests_it_names_are_there(self):
-        # They take minutes, and are run by scripts/test.
-        for line in take("docs/quality.md", "ctest -L", "").strip().splitlines():
-            result = subprocess.run(
-                ["sh", "-euc", f"{line} -N"], cwd=BUILD, capture_output=True, text=True, check=True
-            )
-            self.assertGreater(int(re.search(r"Total Tests: (\d+)", result.stdout)[1]), 0, line)
+class ListedTest(unittest.TestCase):
+    """Blocks of nothing but `ctest`, or of the scripts of this tree: running them takes minutes, up to hours. What they
+    name has to exist."""
+
+    def blocks(self, command):
+        """Blocks of this kind, and their lines without remarks."""
+        for block in BLOCKS:
+            lines = [line.partition("  #")[0].strip() for line in block.text.strip().splitlines()]
+            excluded = any(block.document == name and word in block.text for name, word, _ in EXCLUDED)
+            if block.language in ("", "sh") and not excluded and all(re.match(command, line) for line in lines):
+                yield block, lines
+
+    def test_ctest_finds_tests(self):
+        for block, lines in self.blocks("ctest "):
+            named.add(block)
+            for line in lines:
+                command = ["sh", "-euc", f"{line} -N"]
+                result = subprocess.run(command, cwd=BUILD, capture_output=True, text=True, check=True)
+                self.assertGreater(int(re.search(r"Total Tests: (\d+)", result.stdout)[1]), 0, str(block))
+
+    def test_scripts_know_their_options(self):
+        for block, lines in self.blocks("scripts/"):
+            named.add(block)
+            for line in lines:
+                name, *arguments = shlex.split(line)
+                self.assertTrue(os.access(ROOT / name, os.X_OK), str(block))
+                text = (ROOT / name).read_text(encoding="utf-8")
+                for option in (word for word in arguments if word.startswith("--")):
+                    self.assertIn(option.partition("=")[0], text, str(block))

@@ -66,7 +66,9 @@ def blocks_of(document, text):
 
 
 BLOCKS = [block for document, text in TEXTS.items() for block in blocks_of(document, text)]
+# Blocks that tests have run, and those of which they have only seen to it that what they name exists.
 taken: set[Block] = set()
+named: set[Block] = set()
 
 
 def find(document, word):
