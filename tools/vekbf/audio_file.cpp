@@ -2,12 +2,11 @@
 #include "audio_file.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
 #include "failure.h"
+#include "riff.h"
 
 namespace vekbf_tool {
 
@@ -34,21 +33,6 @@ bool is_readable_wav(int format) {
           encoding == SF_FORMAT_DOUBLE);
 }
 
-// libsndfile reads a file that was cut off without a word, but notes in its log how long the header
-// says the audio is: "data : 35052 (should be 19956)". Recorders that write to a pipe cannot know
-// the length and put the largest number there; such a file is whole.
-bool is_cut_off(SNDFILE* file) {
-  constexpr unsigned long long kUnknownLength = 0x7ff00000;
-  char log[4096] = {};
-  sf_command(file, SFC_GET_LOG_INFO, log, sizeof log);
-  const char* line = std::strstr(log, "\ndata : ");
-  unsigned long long promised = 0;
-  unsigned long long present = 0;
-  return line != nullptr &&
-         std::sscanf(line, "\ndata : %llu (should be %llu)", &promised, &present) == 2 &&
-         present < promised && promised < kUnknownLength;
-}
-
 bool same_file(const std::string& a, const std::string& b) {
   std::error_code ignored;
   return fs::equivalent(a, b, ignored);
@@ -70,7 +54,7 @@ InputFile::InputFile(const std::string& path) : path_(path) {
     throw RunError("'" + path + "' is " + format_name(info_.format) +
                    "; a WAV file of 16, 24 or 32-bit or float samples is needed");
   }
-  if (is_cut_off(file_.get()))
+  if (is_cut_off(path))
     throw RunError("'" + path + "' is cut off: its header promises more audio than it holds");
   if (info_.frames <= 0) throw RunError("'" + path + "' holds no audio");
   left_ = info_.frames;

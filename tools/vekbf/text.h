@@ -25,13 +25,8 @@ inline void print(const std::string& text) {
   if (!written || std::fflush(stdout) != 0) throw RunError("cannot write standard output");
 }
 
-// One line on standard error, whatever the text holds: file names may contain line breaks.
-inline void say(std::string text) {
-  for (char& c : text) {
-    if (c == '\n' || c == '\r') c = ' ';
-  }
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  std::fprintf(stderr, "vekbf: %s\n", text.c_str());
-}
+// One line on standard error, whatever the text holds: file names may contain line breaks, and
+// options files anything.
+void say(const std::string& text);
 
 }  // namespace vekbf_tool
