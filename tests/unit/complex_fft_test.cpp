@@ -206,6 +206,10 @@ TEST(ComplexFft, ListsOfOtherRadicesAndMissingPartsWriteNothing) {
   }
   ASSERT_EQ(fft_factor(256, list, 2), 0);  // radix 8 at the start of the list
   fft_complex(out.data(), in.data(), &config, 0);
+  // A product of 256 too, by two radices of 4 and one of 16.
+  const int32_t sixteen[] = {3, 64, 4, 64, 4, 16, 16, 1, 1};
+  std::copy(std::begin(sixteen), std::end(sixteen), list);
+  fft_complex(out.data(), in.data(), &config, 0);
   for (const int32_t stages : {-1, 0, 1, 64, INT32_MAX}) {
     ASSERT_EQ(fft_factor(256, list, 1), 0);
     list[0] = stages;

@@ -27,6 +27,11 @@ TEST(LogLine, HasItsTagItsFunctionItsTextAndANewline) {
             "[ALGO_MSG_ERR, VekBf_SetConfig] Invalid Sample Rate\n");
 }
 
+TEST(LogLine, AnUnknownSeverityIsAnError) {
+  EXPECT_EQ(printed([] { log_line(static_cast<Severity>(3), "do_fft", "text"); }),
+            "[ALGO_MSG_ERR, do_fft] text\n");
+}
+
 TEST(LogLine, TakesThePercentSignForATextLikeAnyOther) {
   EXPECT_EQ(printed([] { log_line(Severity::kError, "%s", "100 % %n"); }),
             "[ALGO_MSG_ERR, %s] 100 % %n\n");

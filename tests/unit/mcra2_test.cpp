@@ -313,6 +313,20 @@ TEST(Mcra2, AnyFailingAllocationGivesNullAndLeavesNothing) {
   }
 }
 
+// A C library may answer a request for nothing with null: that is no failure.
+TEST(Mcra2, WithoutBinsNoArrayIsNeeded) {
+  for (int failing = 2; failing <= kBlocks; ++failing) {
+    const Mcra2InitParams params = {16000, 0};
+    const HeapWatch watch(failing);
+    Mcra2State* state = mcra2_init(&params);
+    ASSERT_NE(state, nullptr) << "allocation " << failing;
+    EXPECT_EQ(watch.live(), kBlocks - 1);
+    mcra2_run(state, nullptr);
+    mcra2_free(state);
+    EXPECT_EQ(watch.live(), 0);
+  }
+}
+
 TEST(Mcra2, AbsurdBinCountsGiveNull) {
   for (const int32_t bins : {std::numeric_limits<int32_t>::max(), 0x40000000, 0x40000001}) {
     const Mcra2InitParams params = {16000, bins};
