@@ -103,7 +103,13 @@ class TroubleShootingTest(DeskTest):
 
         self.walk(
             "docs/trouble-shooting.md",
-            statuses={"Silence": 2, "Channels in another order": 3, "Clipped input": 3},
+            statuses={
+                "has no steering": 2,
+                "are swapped": 3,
+                "doctor loud.wav": 3,
+                "but the array has": 1,
+                "input needs --rate": 2,
+            },
             aloud=("Clipped input", "Lines on standard output"),
             before=before,
         )

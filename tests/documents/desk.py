@@ -98,24 +98,24 @@ class DeskTest(unittest.TestCase):
 
     def walk(self, document, statuses=(), aloud=(), before=None):
         """Every shell block of a document in its order, in this one folder. A block of text behind one is all it says;
-        without such a block it says nothing on standard error, unless its heading is among `aloud`. `statuses`: by
-        heading, where it is not 0. `before` is called with each block's heading. Returns what was said on standard
-        output."""
+        without such a block it says nothing on standard error, unless its heading is among `aloud`. `statuses`: {word of
+        the block or of what it says: status} where that is not 0. `before` is called with each block's heading. Returns
+        what was said on standard output."""
         told = ""
         blocks = [block for block in BLOCKS if block.document == document]
         for block, following in zip(blocks, [*blocks[1:], None]):
             if block.language != "sh":
                 continue
             taken.add(block)
+            text = following.text if following is not None and following.language == "text" else None
+            (status,) = {status for word, status in dict(statuses).items() if word in block.text + (text or "")} or {0}
             with self.subTest(block=str(block)):
                 if before:
                     before(block.heading)
-                has_text = following is not None and following.language == "text"
-                status = dict(statuses).get(block.heading, 0)
-                out, err = self.run_script(block.text, status if has_text or block.heading in aloud else 0)
-                if has_text:
+                out, err = self.run_script(block.text, status)
+                if text is not None:
                     taken.add(following)
-                    self.assertEqual(out + err, following.text)
+                    self.assertEqual(out + err, text)
                 elif block.heading not in aloud:
                     self.assertEqual(err, "")
                 told += out
