@@ -65,7 +65,7 @@ def improvement(measured):
                 at = rows + (n - 0.5) * 0.3
                 axes.hlines(at, gains.min(axis=1), gains.max(axis=1), color=f"C{n}", linewidth=1.5, alpha=0.6)
                 axes.plot(gains.mean(axis=1), at, "os"[n], color=f"C{n}", markersize=6, label=name)
-            tidy(axes, "gain over microphone 0 (dB)", "", f"{title}, noise at {level} dB")
+            tidy(axes, "gain over microphone 0 (dB)", "", f"{title}, noise {f'{level} dB softer' if level else 'as loud'}")
             axes.set_yticks(rows, study_scenes.NOISES)
             axes.set_ylim(len(rows) - 0.5, -0.5)
     places[0, 2].legend(loc="upper left", fontsize=8)
