@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What the recipes say about the library is true: version, options, licence. They themselves are not run.
+"""What the recipes say about the library is true: version, options, licence, symbols. They themselves are not run.
 
     check_recipes.py ROOT VERSION
 """
@@ -9,6 +9,25 @@ import hashlib
 import re
 import sys
 from pathlib import Path
+
+
+def check_debian(root, version):
+    debian = root / "debian"
+    assert (debian / "changelog").read_text().startswith(f"vekbf ({version}) "), "version of debian/changelog"
+    major = version.split(".")[0]
+    symbols = (debian / f"libvekbf{major}.symbols").read_text()
+    assert symbols.startswith(f"libvekbf.so.{major} libvekbf{major} #MINVER#\n")
+    exported = set(re.findall(r"^    (VekBf_\w+);$", (root / "cmake/vekbf.map").read_text(), re.MULTILINE))
+    assert len(exported) == 8, exported
+    node = f"VEKBF_{major}"
+    assert set(re.findall(r"^ (\w+)@(\w+) ", symbols, re.MULTILINE)) == {(n, node) for n in exported | {node}}
+    licence = (root / "LICENSE").read_text().split("\n\n", 2)[2]
+    copyright_file = (debian / "copyright").read_text().replace("\n .\n", "\n\n").replace("\n ", "\n")
+    assert licence in copyright_file, "the licence in debian/copyright"
+    control = (debian / "control").read_text()
+    packages = re.findall(r"^Package: (.*)$", control, re.MULTILINE)
+    assert packages == [f"libvekbf{major}", "libvekbf-dev", "vekbf-tools", "python3-vekbf"], packages
+    assert "neon-support [armhf]" in control and "-mfpu=neon" in (debian / "rules").read_text()
 
 
 def main():
@@ -27,6 +46,7 @@ def main():
         given = set(re.findall(r"-D(VEKBF_\w+)=OFF", text))
         assert given == options, given
         assert "ntested" in text
+    check_debian(root, version)
     print("the recipes fit")
 
 
