@@ -2,12 +2,16 @@
 /*
  * Plugin for the user-mode emulator that counts the guest instructions of a run and prints
  * "instructions N" on standard error at exit. Two runs that differ only in their number of
- * iterations, subtracted, give a figure that repeats exactly. The few prototypes of the plugin
- * interface (version 1) that it needs are declared here, so that no header has to be installed.
+ * iterations, subtracted, give a figure that repeats exactly. With the argument mark=N it also
+ * notes the count at every system call of number N, and prints "marks C C C ..." before. The few
+ * prototypes of the plugin interface (version 1) that it needs are declared here, so that no header
+ * has to be installed.
  */
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #define EXPORTED __attribute__((visibility("default")))
 
@@ -19,12 +23,21 @@ void qemu_plugin_register_vcpu_tb_trans_cb(uint64_t id,
                                            void (*callback)(uint64_t, struct qemu_plugin_tb *));
 void qemu_plugin_register_vcpu_tb_exec_inline(struct qemu_plugin_tb *, enum qemu_plugin_op, void *,
                                               uint64_t);
+void qemu_plugin_register_vcpu_syscall_cb(uint64_t id,
+                                          void (*callback)(uint64_t, unsigned, int64_t, uint64_t,
+                                                           uint64_t, uint64_t, uint64_t, uint64_t,
+                                                           uint64_t, uint64_t, uint64_t));
 void qemu_plugin_register_atexit_cb(uint64_t id, void (*callback)(uint64_t, void *), void *);
 size_t qemu_plugin_tb_n_insns(const struct qemu_plugin_tb *);
 
 EXPORTED int qemu_plugin_version = 1;
 
 static uint64_t instructions;
+
+#define MOST_MARKS 100000
+static uint64_t marks[MOST_MARKS];
+static unsigned mark_count;
+static long marking_call = -1;
 
 /* A translated block is entered at its start and left at its end, so counting blocks is enough. */
 static void count_block(uint64_t id, struct qemu_plugin_tb *block) {
@@ -33,17 +46,32 @@ static void count_block(uint64_t id, struct qemu_plugin_tb *block) {
                                            qemu_plugin_tb_n_insns(block));
 }
 
+/* A system call ends its translated block, so that the count is exact. */
+static void note_mark(uint64_t id, unsigned cpu, int64_t number, uint64_t a, uint64_t b, uint64_t c,
+                      uint64_t d, uint64_t e, uint64_t f, uint64_t g, uint64_t h) {
+  (void)id, (void)cpu, (void)a, (void)b, (void)c, (void)d, (void)e, (void)f, (void)g, (void)h;
+  if (number == marking_call && mark_count < MOST_MARKS) marks[mark_count++] = instructions;
+}
+
 static void report(uint64_t id, void *unused) {
   (void)id;
   (void)unused;
+  if (marking_call >= 0) {
+    fprintf(stderr, "marks");
+    for (unsigned i = 0; i < mark_count; i++)
+      fprintf(stderr, " %llu", (unsigned long long)marks[i]);
+    fprintf(stderr, "\n");
+  }
   fprintf(stderr, "instructions %llu\n", (unsigned long long)instructions);
 }
 
 EXPORTED int qemu_plugin_install(uint64_t id, const struct qemu_info_t *info, int argc,
                                  char **argv) {
   (void)info;
-  (void)argc;
-  (void)argv;
+  for (int i = 0; i < argc; i++) {
+    if (strncmp(argv[i], "mark=", 5) == 0) marking_call = strtol(argv[i] + 5, NULL, 10);
+  }
+  if (marking_call >= 0) qemu_plugin_register_vcpu_syscall_cb(id, note_mark);
   qemu_plugin_register_vcpu_tb_trans_cb(id, count_block);
   qemu_plugin_register_atexit_cb(id, report, NULL);
   return 0;
