@@ -4,10 +4,12 @@
 # Plants defects of memory in the library and shows that the tests find them. Only the changed file is
 # compiled: the rest comes from BUILD, a finished build of one of the presets.
 #
-#   planted.sh TREE BUILD WORK
+#   planted.sh TREE BUILD WORK [EMULATOR...]
 set -u
 mkdir -p "$3"
 tree=$(cd "$1" && pwd) build=$(cd "$2" && pwd) work=$(cd "$3" && pwd)
+shift 3
+emulator=$*
 bad=0
 
 # plant PROGRAM FILE FROM TO: the text FROM must be there.
@@ -34,10 +36,11 @@ plant() {
   compile=$(echo "$commands" | grep -m 1 -e "-c $source\$" |
     sed "s| -o [^ ]*| -o $work/$name.o|; s| -I$tree/| -I$work/src&|; s| -c $source\$| -c $work/${source#"$tree"/}|")
   link=$(echo "$commands" | tail -n 1 | sed "s| -o [^ ]*| $work/$name.o -o $work/$program|")
+  # shellcheck disable=SC2086 # the emulator is words
   if ! (cd "$build" && sh -c "$compile" && sh -c "$link") >"$work/$program.build" 2>&1; then
     tail -n 20 "$work/$program.build"
     bad=1
-  elif timeout 300 "$work/$program" >"$work/$program.log" 2>&1; then
+  elif timeout 300 $emulator "$work/$program" >"$work/$program.log" 2>&1; then
     echo "$program: the defect in ${file#"$tree"/} was not found"
     bad=1
   else
@@ -50,6 +53,17 @@ if grep -q -e '-fsanitize=memory' "$build/CMakeCache.txt"; then
   plant memory/plain_scenes src/noise/arrays.h src/noise/mcra2.cpp 'calloc(length, sizeof(float))' 'malloc(length * sizeof(float))'
   plant memory/plain_scenes src/fft/fft.cpp 'calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float))' \
     'malloc(count < 1 ? 0 : 4 * static_cast<size_t>(count))'
+  exit $bad
+fi
+if grep -q -e '-fsanitize=thread' "$build/CMakeCache.txt"; then
+  # Instances share a number.
+  plant realtime/parallel_test src/api/run_block.cpp '  instance->steerAngle = angle;' '  static int angles = 0; angles += angle; instance->steerAngle = angle;'
+  exit $bad
+fi
+if grep -q -e '-fsanitize=address' "$build/CMakeCache.txt"; then
+  # One float too many; an angle that overflows.
+  plant memory/plain_scenes src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
+  plant memory/plain_scenes src/api/run_block.cpp '  instance->steerAngle = angle;' '  instance->steerAngle = angle + angle;'
   exit $bad
 fi
 # Blocks are kept, or released twice, when memory runs out; a failure is taken for success; one float too many.
