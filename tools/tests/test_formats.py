@@ -117,6 +117,14 @@ class WrapTest(FormatsTest):
         write_wav(self.input, self.LOUD)
         self.assertIn("--pre-gain -5\n", self.run_quietly("--pre-gain", -2)[1])
 
+    def test_the_last_gain_that_is_tried_is_24_decibels_down(self):
+        # Steps of 2 x 0.7948 x 32768 x level: 32768 of them are a level of 0.629, which is 9 times full scale less
+        # 23.1 dB, and 11 times full scale less 24.9 dB.
+        for level, ending in ((9.0, "is --pre-gain -24"), (11.0, "no --pre-gain down to -24 dB helps")):
+            write_format(self.input, FLOAT, 4, array.array("f", [level, -level] * 1000).tobytes())
+            said = self.run_quietly()[1].splitlines()[-1]
+            self.assertTrue(said.endswith(ending), said)
+
     def test_when_no_gain_helps_it_says_so_and_points_to_the_fixed_beamformer(self):
         # So loud that even 24 dB less is clipped to full scale.
         write_format(self.input, FLOAT, 4, array.array("f", [100.0, -100.0] * 1000).tobytes())

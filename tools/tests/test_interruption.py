@@ -2,11 +2,18 @@
 """What an interrupted run leaves, what a terminal gets to see, and the report for programs."""
 
 import array
+import contextlib
+import errno
+import io
 import json
+import math
 import os
 import signal
 import subprocess
+import threading
+import time
 import unittest
+import wave
 
 from support import BLOCK, LAG, TOOL, ToolTest, line_of, noise, read_wav, write_wav
 
@@ -60,40 +67,47 @@ class InterruptionTest(ToolTest):
         self.assertEqual(said, "vekbf: interrupted: what is done so far is in standard output\n")
         self.assertEqual(heard, array.array("h", whole[: 20 * BLOCK - LAG]).tobytes())
 
-    def test_a_long_file_is_interrupted_too_and_a_batch_as_well(self):
-        names = [self.folder / f"{name}.wav" for name in "abcdefgh"]
-        data = array.array("h", noise(16000)).tobytes()
-        write_wav(names[0], [])
-        head = bytearray(names[0].read_bytes())
-        # Four minutes of 48 kHz with four channels: seconds of work, stopped in the middle.
-        repeats = 2880
-        head[22:24] = (4).to_bytes(2, "little")
-        head[32:34] = (8).to_bytes(2, "little")
-        head[24:28] = (48000).to_bytes(4, "little")
-        head[4:8] = (36 + repeats * len(data)).to_bytes(4, "little")
-        head[40:44] = (repeats * len(data)).to_bytes(4, "little")
-        with open(names[0], "wb") as file:
-            file.write(head)
-            for _ in range(repeats):
-                file.write(data)
-        for name in names[1:]:
-            name.symlink_to(names[0])
+    def test_a_file_is_interrupted_too_and_a_batch_as_well(self):
+        names = [self.folder / f"{name}.wav" for name in "abcd"]
         results = self.folder / "results"
-        for ending, arguments in (
-            ("out.wav.part", [names[0], self.output]),
-            ("are complete", [*names, "--out-dir", results]),
+        for ending, arguments, result in (
+            ("out.wav.part'", names[:1] + [self.output], self.output),
+            ("interrupted: 0 of 4 files are complete", [*names, "--out-dir", results], results / "a.wav"),
         ):
+            part = result.with_name(result.name + ".part")
             command = [TOOL, "process", *arguments, *line_of(4), "--algorithm", "adaptive"]
-            with subprocess.Popen(command, stderr=subprocess.PIPE, text=True) as tool:
-                part = self.part if ending == "out.wav.part" else results / "a.wav.part"
+            with contextlib.ExitStack() as feeders:
+                for name in names:
+                    feeders.enter_context(SlowRecording(name, 4))
+                tool = feeders.enter_context(subprocess.Popen(command, stderr=subprocess.PIPE, text=True))
                 while not (part.exists() and part.stat().st_size > 2000):
                     self.assertIsNone(tool.poll())
+                    time.sleep(0.001)
                 tool.send_signal(signal.SIGINT)
                 said = tool.stderr.read()
             self.assertEqual(tool.returncode, 130, said)
-            self.assertIn(ending, said.splitlines()[-1])
+            self.assertTrue(said.splitlines()[-1].endswith(ending), said)
             self.assertGreater(len(read_wav(part)[2]), 500)
-            self.assertFalse(part.with_name(part.name[: -len(".part")]).exists())
+            self.assertFalse(result.exists())
+
+    @unittest.skipIf(len(os.sched_getaffinity(0)) < 2, "one processor does one file after the other")
+    def test_the_files_of_a_batch_run_side_by_side(self):
+        write_wav(self.folder / "b.wav", noise(3000))
+        results = self.folder / "results"
+        # The first file does not end before the second is complete.
+        with SlowRecording(self.folder / "a.wav", 1) as slow:
+            command = [TOOL, "process", self.folder / "a.wav", self.folder / "b.wav", "--out-dir", results, "--mic", "0,0"]
+            with subprocess.Popen(command, stderr=subprocess.PIPE) as tool:
+                deadline = time.monotonic() + 30
+                while not (results / "b.wav").exists() and time.monotonic() < deadline:
+                    self.assertIsNone(tool.poll())
+                    time.sleep(0.001)
+                complete = os.listdir(results)
+                slow.frames_left = 100
+                self.assertEqual((tool.wait(timeout=60), tool.stderr.read()), (0, b""))
+        self.assertEqual(sorted(complete), ["a.wav.part", "b.wav"])
+        self.assertEqual(sorted(os.listdir(results)), ["a.wav", "b.wav"])
+        self.assertGreater(len(read_wav(results / "a.wav")[2]), 100)
 
     def test_a_signal_that_was_ignored_stays_ignored(self):
         command = f'trap "" INT; exec "{TOOL}" process - "{self.output}" --mic 0,0 --rate 16000'
@@ -115,6 +129,52 @@ def pending(descriptor):
     import termios
 
     return struct.unpack("i", fcntl.ioctl(descriptor, termios.FIONREAD, b"\0\0\0\0"))[0]
+
+
+class SlowRecording:
+    """A named pipe that a WAV file of unknown length comes out of, a block every few milliseconds while somebody reads
+    it; `frames_left` makes it end."""
+
+    def __init__(self, path, channels):
+        self.path, self.channels = path, channels
+        self.frames_left = math.inf
+        self.done = threading.Event()
+        self.thread = threading.Thread(target=self.feed)
+        path.unlink(missing_ok=True)
+        os.mkfifo(path)
+
+    def __enter__(self):
+        self.thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self.done.set()
+        self.thread.join()
+
+    def open(self):
+        while not self.done.wait(0.002):
+            try:
+                # Refused until there is a reader.
+                return open(os.open(self.path, os.O_WRONLY | os.O_NONBLOCK), "wb", buffering=0)
+            except OSError as error:
+                if error.errno != errno.ENXIO:
+                    raise
+        return None
+
+    def feed(self):
+        head = io.BytesIO()
+        with wave.open(head, "wb") as file:
+            file.setparams((self.channels, 2, 16000, 0, "NONE", ""))
+        block = array.array("h", noise(BLOCK * self.channels)).tobytes()
+        pipe = self.open()
+        if pipe is None:
+            return
+        with pipe, contextlib.suppress(BrokenPipeError):
+            os.set_blocking(pipe.fileno(), True)
+            pipe.write(head.getvalue()[:40] + b"\xff\xff\xff\xff")
+            while not self.done.wait(0.002) and self.frames_left > 0:
+                pipe.write(block)
+                self.frames_left -= BLOCK
 
 
 class ProgressTest(ToolTest):

@@ -6,7 +6,7 @@ import os
 import subprocess
 import unittest
 
-from support import BLOCK, LAG, LINE, TOOL, ToolTest, line_of, noise, write_wav
+from support import BLOCK, LAG, LINE, TOOL, ToolTest, line_of, noise, read_wav, write_wav
 
 
 def as_bytes(samples):
@@ -102,6 +102,55 @@ class PipeTest(ToolTest):
         os.close(inner)
         self.assertEqual(result.returncode, 1)
         self.assertIn(b"terminal", result.stderr)
+
+    def named_pipe(self, data, *arguments):
+        """Runs the tool on a named pipe that the bytes come out of; its name follows the arguments."""
+        pipe = self.folder / "pipe.wav"
+        os.mkfifo(pipe)
+        with subprocess.Popen(["sh", "-c", 'cat >"$0"', pipe], stdin=subprocess.PIPE) as feeder:
+            feeder.stdin.write(data)
+            feeder.stdin.close()
+            result = self.run_tool("process", *arguments, pipe, self.output)
+        pipe.unlink()
+        return result
+
+    def test_a_named_pipe_may_carry_a_file(self):
+        # What `<(arecord -t wav ...)` gives: recorders cannot know the length when they begin.
+        _, expected = self.process(noise(1000), 1)
+        whole = self.input.read_bytes()
+        for length in (None, 0xFFFFFFFF, 0x7FFFFFFF, 0x80000000 - 4096):
+            self.output.unlink()
+            head = whole[:40] + (whole[40:44] if length is None else length.to_bytes(4, "little"))
+            result = self.named_pipe(head + whole[44:], "--mic", "0,0")
+            self.assertEqual((result.returncode, result.stderr), (0, ""), length)
+            self.assertEqual(read_wav(self.output)[2], expected)
+
+    def test_a_named_pipe_that_ends_too_soon(self):
+        write_wav(self.input, noise(1000))
+        self.assert_refused(self.named_pipe(self.input.read_bytes()[:-100], "--mic", "0,0"), 1, "pipe.wav' is cut off")
+
+    def test_a_named_pipe_cannot_be_read_again_to_try_lower_gains(self):
+        write_wav(self.input, [32767, -32767] * 500)
+        result = self.named_pipe(self.input.read_bytes(), "--mic", "0,0")
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(result.stderr, r"\Avekbf: [^\n]*wrap around[^\n]*; a lower --pre-gain may help\n\Z")
+
+    def test_named_pipes_of_unknown_and_different_lengths_are_not_joined(self):
+        write_wav(self.input, noise(1000))
+        whole = self.input.read_bytes()
+        head = whole[:40] + b"\xff\xff\xff\xff"
+        first = self.folder / "first.wav"
+        for frames in (900, 7 * BLOCK, 1000):
+            os.mkfifo(first)
+            with subprocess.Popen(["sh", "-c", 'cat >"$0"', first], stdin=subprocess.PIPE) as feeder:
+                feeder.stdin.write(head + whole[44:])
+                feeder.stdin.close()
+                result = self.named_pipe(head + whole[44 : 44 + 2 * frames], "--join", *line_of(2), first)
+            first.unlink()
+            if frames < 1000:
+                self.assert_refused(result, 1, "pipe.wav' differs", "length")
+            else:
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
 
 
 if __name__ == "__main__":

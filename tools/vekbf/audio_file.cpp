@@ -33,6 +33,24 @@ bool is_readable_wav(int format) {
           encoding == SF_FORMAT_DOUBLE);
 }
 
+std::uint64_t bytes_per_sample(int format) {
+  switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_16:
+      return 2;
+    case SF_FORMAT_PCM_24:
+      return 3;
+    case SF_FORMAT_DOUBLE:
+      return 8;
+    default:
+      return 4;
+  }
+}
+
+std::uint64_t audio_bytes(const SF_INFO& info) {
+  return static_cast<std::uint64_t>(info.frames) * static_cast<std::uint64_t>(info.channels) *
+         bytes_per_sample(info.format);
+}
+
 bool same_file(const std::string& a, const std::string& b) {
   std::error_code ignored;
   return fs::equivalent(a, b, ignored);
@@ -58,15 +76,20 @@ InputFile::InputFile(const std::string& path) : path_(path) {
     throw RunError("'" + path + "' is cut off: its header promises more audio than it holds");
   if (info_.frames <= 0) throw RunError("'" + path + "' holds no audio");
   left_ = info_.frames;
+  openEnded_ = !fs::is_regular_file(status) && is_unknown_length(audio_bytes(info_));
 }
 
 std::size_t InputFile::read(double* samples, std::size_t frames) {
   const sf_count_t wanted = std::min(static_cast<sf_count_t>(frames), left_);
-  if (sf_readf_double(file_.get(), samples, wanted) != wanted) {
+  const sf_count_t got = sf_readf_double(file_.get(), samples, wanted);
+  if (got != wanted && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
     throw RunError("cannot read '" + path_ + "' to its end: " + sf_strerror(file_.get()));
   }
-  left_ -= wanted;
-  return static_cast<std::size_t>(wanted);
+  if (got != wanted && !openEnded_) {
+    throw RunError("'" + path_ + "' is cut off: its header promises more audio than it holds");
+  }
+  left_ -= got;
+  return static_cast<std::size_t>(got);
 }
 
 OutputFile::OutputFile(const std::string& path, const std::vector<std::string>& inputPaths,

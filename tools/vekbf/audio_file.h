@@ -18,13 +18,16 @@ struct CloseSound {
 };
 using Sound = std::unique_ptr<SNDFILE, CloseSound>;
 
-// A WAV file with a known, whole and non-empty amount of audio. Every member throws RunError.
+// A WAV file with a whole and non-empty amount of audio. Of a named pipe the amount may be unknown,
+// and is then what comes. Every member throws RunError.
 class InputFile : public Source {
  public:
   explicit InputFile(const std::string& path);
   int channels() const override { return info_.channels; }
   int sampleRate() const override { return info_.samplerate; }
-  std::optional<long long> frames() const override { return info_.frames; }
+  std::optional<long long> frames() const override {
+    return openEnded_ ? std::nullopt : std::optional<long long>(info_.frames);
+  }
   std::string name() const override { return "'" + path_ + "'"; }
   std::size_t read(double* samples, std::size_t frames) override;
 
@@ -32,6 +35,7 @@ class InputFile : public Source {
   std::string path_;
   SF_INFO info_{};
   sf_count_t left_ = 0;
+  bool openEnded_ = false;
   Sound file_;
 };
 

@@ -17,17 +17,23 @@ JoinedFiles::JoinedFiles(const std::vector<std::string>& paths) {
                      "; --join takes mono files");
     }
     if (file.sampleRate() != sampleRate() || file.frames() != frames()) {
-      throw RunError(file.name() + " differs from " + files_[0]->name() +
-                     " in its sample rate or length");
+      throw differs(file);
     }
   }
+}
+
+RunError JoinedFiles::differs(const InputFile& file) const {
+  return RunError(file.name() + " differs from " + files_[0]->name() +
+                  " in its sample rate or length");
 }
 
 std::size_t JoinedFiles::read(double* samples, std::size_t frames) {
   mono_.resize(frames);
   std::size_t got = 0;
   for (std::size_t c = 0; c < files_.size(); c++) {
-    got = files_[c]->read(mono_.data(), frames);
+    const std::size_t count = files_[c]->read(mono_.data(), frames);
+    if (c > 0 && count != got) throw differs(*files_[c]);
+    got = count;
     for (std::size_t i = 0; i < got; i++) samples[i * files_.size() + c] = mono_[i];
   }
   return got;

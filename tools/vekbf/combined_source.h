@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "audio_file.h"
+#include "failure.h"
 #include "stream.h"
 
 namespace vekbf_tool {
@@ -20,6 +21,7 @@ class JoinedFiles : public Source {
   std::size_t read(double* samples, std::size_t frames) override;
 
  private:
+  RunError differs(const InputFile& file) const;
   std::vector<std::unique_ptr<InputFile>> files_;
   std::vector<double> mono_;
 };

@@ -3,8 +3,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "beam_run.h"
@@ -20,8 +24,17 @@ namespace vekbf_tool {
 
 namespace {
 
+// What came out of a pipe is gone.
+bool can_be_read_again(const Arguments& arguments) {
+  return std::all_of(
+      arguments.inputs.begin(), arguments.inputs.end(), [&](const std::string& input) {
+        std::error_code error;
+        return !arguments.readsRaw() && std::filesystem::is_regular_file(input, error);
+      });
+}
+
 std::string what_helps_against_wraps(const Arguments& arguments, const Report& report) {
-  if (arguments.readsRaw() || interrupted()) return "a lower --pre-gain may help";
+  if (!can_be_read_again(arguments) || interrupted()) return "a lower --pre-gain may help";
   if (report.preGainWithoutWraps) {
     return "the first without, in steps of 3 dB, is --pre-gain " +
            plain_number(*report.preGainWithoutWraps);
@@ -70,7 +83,7 @@ Report run_and_keep(const Arguments& arguments, int standardOutput) {
 
 void process(const Arguments& arguments, int standardOutput) {
   Report report = run_and_keep(arguments, standardOutput);
-  if (report.counts.wraps > 0 && !arguments.readsRaw()) {
+  if (report.counts.wraps > 0 && can_be_read_again(arguments)) {
     report.preGainWithoutWraps = find_gain_without_wraps(arguments);
   }
   say_notes(arguments, report);

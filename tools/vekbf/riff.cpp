@@ -11,14 +11,6 @@ namespace {
 
 constexpr std::uint64_t kIn64Bits = 0xffffffff;  // RF64: the chunk "ds64" knows
 
-// Recorders that write to a pipe cannot know the length and leave the largest number there that
-// they can think of, more or less a header. Such a file is whole.
-bool is_unknown(std::uint64_t length) {
-  constexpr std::uint64_t kSlack = 0x100000;
-  return (length >= 0x80000000 - kSlack && length <= 0x80000000) ||
-         (length >= kIn64Bits - kSlack && length <= kIn64Bits);
-}
-
 class Chunks {
  public:
   explicit Chunks(const std::string& path) : file_(path, std::ios::binary) {
@@ -65,6 +57,12 @@ class Chunks {
 
 }  // namespace
 
+bool is_unknown_length(std::uint64_t bytes) {
+  constexpr std::uint64_t kSlack = 0x100000;
+  return (bytes >= 0x80000000 - kSlack && bytes <= 0x80000000) ||
+         (bytes >= kIn64Bits - kSlack && bytes <= kIn64Bits);
+}
+
 bool is_cut_off(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) return false;
@@ -79,7 +77,7 @@ bool is_cut_off(const std::string& path) {
     }
     if (chunks.name() != "data") continue;
     const std::uint64_t promised = chunks.size() == kIn64Bits ? in64Bits : chunks.size();
-    return !is_unknown(promised) && promised > all - chunks.position();
+    return !is_unknown_length(promised) && promised > all - chunks.position();
   }
   return false;
 }
