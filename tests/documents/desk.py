@@ -85,7 +85,7 @@ class DeskTest(unittest.TestCase):
             stdin=subprocess.DEVNULL,
             capture_output=True,
             text=True,
-            timeout=120,
+            timeout=600,
         )
         self.assertEqual(result.returncode, status, f"{text}\n{result.stdout}{result.stderr}")
         return result.stdout, result.stderr
