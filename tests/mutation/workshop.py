@@ -107,11 +107,11 @@ class Workshop:
         command = ["cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja", *options]
         subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
         # A test is listed with its command only once its program is there.
-        targets = ["all"]
+        self.targets = ["all"]
         if self.armhf:
-            targets = ["vekbf_static", "stream_digest_test", *[f"{name}_test" for name in ARM_UNIT_TESTS]]
+            self.targets = ["vekbf_static", "stream_digest_test", *[f"{name}_test" for name in ARM_UNIT_TESTS]]
         self.compilers = compilers
-        built = self._ninja(*targets)
+        built = self._ninja(*self.targets)
         self.compilers = 1
         if not built:
             raise RuntimeError(f"the unchanged tree does not build: ninja -C {self.build}")
@@ -235,6 +235,8 @@ class Workshop:
             for item in self.build.rglob("*.o"):
                 if item.stat().st_mtime >= before - 1.0:
                     item.unlink()
+            # At once, not beside the next mutant, whose text they would be compiled with.
+            self._ninja(*self.targets)
 
     def _outside_the_library(self, own: list[Test]) -> Outcome:
         """For text that this build's library does not hold, like the portable lanes: the tests that name them."""
