@@ -26,6 +26,7 @@ RATES = (8000, 10240, 16000, 48000)
 QUICK_RATES = (8000, 16000)
 APART = (  # compared with the speech of the same algorithm and number of microphones
     ("hard gains, 1", ("adaptive", "linear", 1, 16000, "hard", 45)),
+    ("hard gains, 3", ("adaptive", "linear", 3, 16000, "hard", 25)),
     ("hard gains, 4", ("adaptive", "linear", 4, 16000, "hard", 25)),
     ("phases beyond the table, 4", ("adaptive", "linear", 4, 16000, "far", 10)),
     ("phases beyond the table, 4", ("fixed", "linear", 4, 16000, "far", 10)),
