@@ -118,6 +118,19 @@ void engine(Input& input) {
   expect_same(out, wanted, "fft_complex");
 }
 
+// Whatever is missing, nothing is written and nothing else happens.
+void refusals(const FftState* state) {
+  Floats in(2, 3.0f);
+  Floats out(2, 7.0f);
+  expect(fft_init(nullptr) == nullptr, "not refused", "fft_init");
+  do_fft(nullptr, in.data(), out.data(), kForward);
+  FftState unusable = *state;
+  unusable.initFlag = 0;
+  do_fft(&unusable, in.data(), out.data(), kForward);
+  fft_free(nullptr);
+  expect(in == Floats(2, 3.0f) && out == Floats(2, 7.0f), "a refused call wrote", "do_fft");
+}
+
 void front_end(Input& input) {
   const int32_t size = read_size(input);
   const int32_t symmetric = input.byte() % 3 - 1;
@@ -142,6 +155,7 @@ void front_end(Input& input) {
     return Floats(state->windowSqSum, state->windowSqSum + count);
   };
   if (count > 0) expect_same(sums(ours), sums(theirs), "windowSqSum");
+  refusals(ours);
   fft_free(ours);
   reference::fft_free(theirs);
 }

@@ -63,6 +63,12 @@ void Twin::run(const std::vector<int16_t>& in, int32_t angle) {
   if (library_->blockCounter != processed && makes_sound()) tally(kProcessed);
 }
 
+void Twin::smooth_detectors(float smoothing) {
+  for (VadState* detector : {library_->vadState, model_->vadState}) {
+    if (detector != nullptr) detector->snrSmoothing = smoothing;
+  }
+}
+
 bool Twin::makes_sound() const {
   return library_->micNum >= 1 && library_->micNum <= kMaxMics && library_->fftState != nullptr;
 }

@@ -33,6 +33,8 @@ class Twin {
   // `in` holds what the library may read: values(), and no more.
   void run(const std::vector<int16_t>& in, int32_t angle);
   void release();
+  // Gives both detectors a smoothing of their own, if there are any.
+  void smooth_detectors(float smoothing);
   // Values of one block; 128 where there is no usable number of microphones.
   size_t values() const;
   // Every field of both records and of what they own.

@@ -93,6 +93,7 @@ void sound(const uint8_t* bytes, size_t size) {
   tally("sound files");
   try {
     InputFile file(memory.path());
+    expect(file.name() == "'" + memory.path() + "'", "another name");
     const long long frames = file.frames().value_or(0);
     expect(file.channels() >= 1 && frames >= 1, "accepted without audio");
     const auto channels = static_cast<size_t>(file.channels());
@@ -196,6 +197,7 @@ void options_file(const uint8_t* bytes, size_t size) {
   tally("option files");
   const MemoryFile memory(bytes, size);
   parse({"vekbf", "process", "in.wav", "out.wav", "--config", memory.path()});
+  parse({"vekbf", "geometry", "--config", memory.path()});
 }
 
 // Whatever stands in a track, an angle holds at any time, and before its first line the given one.
@@ -203,6 +205,7 @@ void angle_track(const uint8_t* bytes, size_t size) {
   tally("angle tracks");
   const MemoryFile memory(bytes, size);
   constexpr int32_t kBefore = -77;
+  expect(AngleTrack(kBefore).at(0) == kBefore, "another angle without a track");
   try {
     const AngleTrack track(kBefore, memory.path());
     expect(track.at(-HUGE_VAL) == kBefore, "an angle before the first time");
