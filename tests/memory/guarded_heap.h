@@ -69,7 +69,7 @@ extern "C" {
 inline __attribute__((used)) void* __wrap_malloc(size_t size) {
   using vekbf::test::GuardedHeap;
   if (!GuardedHeap::on()) return __real_malloc(size);
-  return GuardedHeap::take(size, alignof(void*));
+  return GuardedHeap::take(size, alignof(std::max_align_t));
 }
 inline __attribute__((used)) void* __wrap_calloc(size_t count, size_t size) {
   using vekbf::test::GuardedHeap;

@@ -3,6 +3,8 @@
 // Memory that touches a protected page: one byte beyond it ends the program.
 #pragma once
 
+#include <setjmp.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -47,5 +49,26 @@ class Guarded {
   uint8_t* base_;
   uint8_t* first_;
 };
+
+inline sigjmp_buf after_fault;
+
+// Whether the access runs into a protected page. (A death test would fork, which the user-mode
+// emulator of 32-bit ARM does not survive.)
+template <class Access>
+bool faults(Access&& access) {
+  struct sigaction handler {};
+  handler.sa_handler = [](int) { siglongjmp(after_fault, 1); };
+  struct sigaction segment_before, bus_before;
+  sigaction(SIGSEGV, &handler, &segment_before);
+  sigaction(SIGBUS, &handler, &bus_before);
+  volatile bool fault = true;
+  if (sigsetjmp(after_fault, 1) == 0) {
+    access();
+    fault = false;
+  }
+  sigaction(SIGSEGV, &segment_before, nullptr);
+  sigaction(SIGBUS, &bus_before, nullptr);
+  return fault;
+}
 
 }  // namespace vekbf::test
