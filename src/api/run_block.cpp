@@ -23,10 +23,10 @@ void analyse_block(Instance* instance, const int16_t* in) {
     float* history = instance->micHistory[m];
     slide_history(history);
     take_channel(history + kKeptSize, in, m, instance->micNum);
-    // A copy, because the transform windows its input in place.
     float* scratch = instance->fftScratch[m];
-    std::memcpy(scratch, history, sizeof instance->fftScratch[m]);
-    do_fft(instance->fftState, scratch, as_floats(instance->micSpectrum[m]), kForward);
+    const bool done =
+        fft_analyse(instance->fftState, history, scratch, as_floats(instance->micSpectrum[m]));
+    if (!done) std::memcpy(scratch, history, sizeof instance->fftScratch[m]);
   }
 }
 

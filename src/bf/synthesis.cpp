@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "bf/synthesis.h"
 
-#include <cstring>
-
 #include "fft/fft.h"
 #include "simd/lanes.h"
 
 namespace vekbf {
 
 void synthesise(Instance& instance, const Complex* spectrum) {
-  Complex bins[kBinCount];
-  float frame[kFrameSize] = {};  // stays silent if the transform refuses
-  std::memcpy(bins, spectrum, sizeof bins);
-  do_fft(instance.fftState, as_floats(bins), frame, kInverse);
+  float frame[kFrameSize];
+  if (!fft_synthesise(instance.fftState, as_floats(spectrum), frame)) return;
 
   // Deliberate: the sum wraps modulo 2^16, it does not clip. Half a float is exact unless the
   // result is subnormal, and then it truncates to 0 as the double product does.

@@ -30,8 +30,8 @@ float* allocate_samples(int32_t count) {
   return static_cast<float*>(calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float)));
 }
 
-void multiply_from(int32_t i, int32_t count, float* samples, const float* window) {
-  for (; i < count; ++i) samples[i] = samples[i] * window[i];
+void multiply_from(int32_t i, int32_t count, float* out, const float* in, const float* window) {
+  for (; i < count; ++i) out[i] = in[i] * window[i];
 }
 
 void accumulate(float* sums, const float* values, int32_t count) {
@@ -44,17 +44,31 @@ void accumulate(float* sums, const float* values, int32_t count) {
 // What the engine transforms of a frame; an odd frame has one sample more.
 int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncfft; }
 
-void forward(FftState* state, float* in, float* out) {
+void forward(FftState* state, const float* in, float* windowed, float* out) {
   Complex* spectrum = reinterpret_cast<Complex*>(out);
-  const bool done = vekbf::fft::windowed_forward(spectrum, in, state->window, state->plan);
-  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, in, state->window);
+  const bool done =
+      vekbf::fft::windowed_forward(spectrum, in, windowed, state->window, state->plan);
+  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, windowed, in,
+                state->window);
 }
 
 void inverse(FftState* state, const float* in, float* out) {
   const Complex* spectrum = reinterpret_cast<const Complex*>(in);
   const bool done = vekbf::fft::windowed_inverse(out, spectrum, state->window, state->plan);
-  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, state->window);
+  multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, out, state->window);
   accumulate(state->windowSqSum, state->windowSq, state->fftSize);
+}
+
+bool is_usable(const FftState* state) {
+  if (state == nullptr) {
+    log_line(Severity::kError, "do_fft", "FFT work buffer is NULL");
+    return false;
+  }
+  if (state->initFlag != 1) {
+    log_line(Severity::kError, "do_fft", "FFT work buffer hasn't been initialized");
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -84,21 +98,26 @@ FftState* fft_init(const FftInitParams* params) {
 }
 
 void do_fft(FftState* state, float* in, float* out, int32_t direction) {
-  if (state == nullptr) {
-    log_line(Severity::kError, "do_fft", "FFT work buffer is NULL");
-    return;
-  }
-  if (state->initFlag != 1) {
-    log_line(Severity::kError, "do_fft", "FFT work buffer hasn't been initialized");
-    return;
-  }
+  if (!is_usable(state)) return;
   if (direction == kForward) {
-    forward(state, in, out);
+    forward(state, in, in, out);
   } else if (direction == kInverse) {
     inverse(state, in, out);
   } else {
     log_line(Severity::kError, "do_fft", "FFT mode is invalid");
   }
+}
+
+bool fft_analyse(FftState* state, const float* frame, float* windowed, float* bins) {
+  if (!is_usable(state)) return false;
+  forward(state, frame, windowed, bins);
+  return true;
+}
+
+bool fft_synthesise(FftState* state, const float* bins, float* frame) {
+  if (!is_usable(state)) return false;
+  inverse(state, bins, frame);
+  return true;
 }
 
 void fft_free(FftState* state) {

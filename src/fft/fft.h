@@ -39,5 +39,11 @@ FftState* fft_init(const FftInitParams* params);
 // left alone.
 void do_fft(FftState* state, float* in, float* out, int32_t direction);
 
+// The two directions without copies on the side of the caller. Both return false, with the log line
+// of do_fft and nothing written, for a state that it refuses. The forward one leaves `frame` alone,
+// and the windowed samples go to a place of their own.
+bool fft_analyse(FftState* state, const float* frame, float* windowed, float* bins);
+bool fft_synthesise(FftState* state, const float* bins, float* frame);
+
 // Releases the state and everything it owns; a null state prints a bare line.
 void fft_free(FftState* state);

@@ -29,9 +29,10 @@ void fft_real_inverse(float* out, const Complex* in, RealFftPlan* plan) {
 
 namespace vekbf::fft {
 
-bool windowed_forward(Complex* out, float* in, const float* window, const RealFftPlan* plan) {
+bool windowed_forward(Complex* out, const float* in, float* windowed, const float* window,
+                      const RealFftPlan* plan) {
   if (!is_supported(plan)) return false;
-  real_forward<f32x4>(out, WindowedInput{in, window}, *plan);
+  real_forward<f32x4>(out, WindowedInput{in, window, windowed}, *plan);
   return true;
 }
 
