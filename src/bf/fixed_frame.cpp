@@ -15,20 +15,19 @@ namespace {
 // Deliberately each product is scaled before it is added, unlike in the adaptive frame, which
 // scales the sum: the two round differently.
 void delay_and_sum(Instance& instance, Complex* beam) {
-  std::memset(beam, 0, kBinCount * sizeof(Complex));
   const int mics = usable_mics(instance);
-  if (mics < 1) return;
-  const float weight = 1.0f / static_cast<float>(instance.micNum);
-  for (int m = 0; m < mics; ++m) {
-    std::memcpy(instance.savedSpectrum[m], instance.micSpectrum[m],
-                sizeof instance.savedSpectrum[m]);
+  if (mics < 1) {
+    std::memset(beam, 0, kBinCount * sizeof(Complex));
+    return;
   }
+  const float weight = 1.0f / static_cast<float>(instance.micNum);
   simd::for_each_bin([&](auto lane, int k) {
     using V = decltype(lane);
     simd::Pairs<V> sum = {V::splat(0.0f), V::splat(0.0f)};
     for (int m = 0; m < mics; ++m) {
       const auto steer = simd::load_pairs<V>(&instance.steerTable[m][k]);
-      const auto bin = simd::load_pairs<V>(&instance.micSpectrum[m][k]);
+      const auto bin =
+          simd::copy_pairs<V>(&instance.savedSpectrum[m][k], &instance.micSpectrum[m][k]);
       sum = sum + V::splat(weight) * (steer * bin);
     }
     store_pairs(&beam[k], sum);

@@ -100,17 +100,17 @@ template <class V>
   const V one = c(1.0f);
   const V rounding = ((v + one) - one) - v;
   const V unit = rounding / (v * (v + c(2.0f)) + c(0.5f));
-  const W stretch = widen(unit * (v + c(0.5f)));
-  const W x = widen(t) + widen(unit * v);
-  const W tail = widen(c6 + t * (c7 + t * c8));
-  const W x2 = x * x;
-  const W factor = (c0 + x * c1) + x2 * ((c2 + x * c3) + x2 * ((c4 + x * c5) + x2 * tail));
+  W stretch = widen(unit * (v + c(0.5f)));
+  W x = widen(t) + widen(unit * v);
+  W tail = widen(c6 + t * (c7 + t * c8));
+  W x2 = x * x;
+  W factor = (c0 + x * c1) + x2 * ((c2 + x * c3) + x2 * ((c4 + x * c5) + x2 * tail));
 
   // Half the square root of pi, less the power that the table's own powers lack.
   const double kScale = 0.886226925452758 / (1 << kGainBias);
-  const W scale = square_root(widen(v)) * W::splat(kScale) / widen(gamma * power);
-  const W gain = (scale + scale * stretch) * factor;
-  const W margin = scale * W::splat(kGainMargin);
+  W scale = square_root(widen(v)) * W::splat(kScale) / widen(gamma * power);
+  W gain = (scale + scale * stretch) * factor;
+  W margin = scale * W::splat(kGainMargin);
   V low = t, high = t;
   bool small = false;
   if constexpr (kSubnormalsAreSlow<V>) small = any(greater(v, c(kSmallGainFrom)));

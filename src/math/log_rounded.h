@@ -47,12 +47,11 @@ template <class V>
 
   const double kLog2High = 0x1.62e42fefa3800p-1;
   const double kLog2Low = 0x1.ef35793c76730p-45;
-  const W m = widen(float_of_bits(bits - shifted_left<23>(exponent)));
-  const W e = widen(to_float(exponent));
-  const W r = m * inverse - c(1.0);
-  const W r2 = r * r;
-  const W p =
-      (c(-1.0 / 2) + r * c(1.0 / 3)) + r2 * ((c(-1.0 / 4) + r * c(1.0 / 5)) + r2 * c(-1.0 / 6));
+  W m = widen(float_of_bits(bits - shifted_left<23>(exponent)));
+  W e = widen(to_float(exponent));
+  W r = m * inverse - c(1.0);
+  W r2 = r * r;
+  W p = (c(-1.0 / 2) + r * c(1.0 / 3)) + r2 * ((c(-1.0 / 4) + r * c(1.0 / 5)) + r2 * c(-1.0 / 6));
   return narrow((e * c(kLog2High) + log_middle) + (r + (r2 * p + e * c(kLog2Low))));
 }
 

@@ -57,55 +57,71 @@ struct ByLibrary {
   }
 };
 
-// Three passes, each short enough for a processor to overlap several groups of bins.
+// Three passes, each short enough for a processor to overlap several groups of bins. They take what
+// they need out of the record first: a compiler must expect it to change with every vector that is
+// stored.
 
 void signal_to_noise(VadState& state, const float* power, const float* noise) {
-  const float smoothingComp = 1.0f - state.snrSmoothing;
-  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+  const float smoothing = state.snrSmoothing;
+  const float smoothingComp = 1.0f - smoothing;
+  const float highest = state.snrMax;
+  const float lowest = state.snrMin;
+  float* const postSnr = state.postSnr;
+  float* const postSnrMinusOne = state.postSnrMinusOne;
+  float* const prioriSnr = state.prioriSnr;
+  float* const scaledSnr = state.scaledSnr;
+  simd::for_each_lane(state.binCount, [=](auto lane, int k) {
     using V = decltype(lane);
     const V one = V::splat(1.0f);
-    const V snrMax = V::splat(state.snrMax);
-    const V snrMin = V::splat(state.snrMin);
+    const V snrMax = V::splat(highest);
+    const V snrMin = V::splat(lowest);
 
     // The upper clamp keeps what is below the limit, so that not-a-number becomes the limit.
     const V ratio = V::load(power + k) / V::load(noise + k);
     const V below = select(greater(snrMax, ratio), ratio, snrMax);
     const V gamma = select(greater_equal(snrMin, below), snrMin, below);
-    gamma.store(state.postSnr + k);
+    gamma.store(postSnr + k);
 
     // Both terms take this frame's ratio, where the decision-directed estimate would take the
     // previous frame's speech power for the second: deliberate.
     const V excess = gamma - one;
-    excess.store(state.postSnrMinusOne + k);
-    const V xi = V::splat(smoothingComp) * excess + V::splat(state.snrSmoothing) * gamma;
-    xi.store(state.prioriSnr + k);
-    scaled_snr(gamma, xi, xi + one).store(state.scaledSnr + k);
+    excess.store(postSnrMinusOne + k);
+    const V xi = plus_product(V::splat(smoothingComp) * excess, V::splat(smoothing), gamma);
+    xi.store(prioriSnr + k);
+    scaled_snr(gamma, xi, xi + one).store(scaledSnr + k);
   });
 }
 
 template <class Functions>
 void log_likelihoods(VadState& state) {
   float sum = 0.0f;
-  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+  const float* const prioriSnr = state.prioriSnr;
+  const float* const scaledSnr = state.scaledSnr;
+  float* const binLogLikelihood = state.binLogLikelihood;
+  simd::for_each_lane(state.binCount, [=, &sum](auto lane, int k) {
     using V = decltype(lane);
-    const V xi_plus_1 = V::load(state.prioriSnr + k) + V::splat(1.0f);
-    const V likelihood = V::load(state.scaledSnr + k) - Functions::logarithm(xi_plus_1);
-    likelihood.store(state.binLogLikelihood + k);
+    const V xi_plus_1 = V::load(prioriSnr + k) + V::splat(1.0f);
+    const V likelihood = V::load(scaledSnr + k) - Functions::logarithm(xi_plus_1);
+    likelihood.store(binLogLikelihood + k);
     // In the order of the bins: a sum by lanes would round differently.
-    for (int i = 0; i < V::kLanes; ++i) sum += state.binLogLikelihood[k + i];
+    for (int i = 0; i < V::kLanes; ++i) sum += binLogLikelihood[k + i];
   });
   state.meanLogLikelihood = sum / static_cast<float>(state.binCount);
 }
 
 template <class Functions>
 void gains(VadState& state) {
-  simd::for_each_lane(state.binCount, [&](auto lane, int k) {
+  const float* const postSnr = state.postSnr;
+  const float* const scaledSnr = state.scaledSnr;
+  float* const gain = state.gain;
+  float* const speechPowerRatio = state.speechPowerRatio;
+  simd::for_each_lane(state.binCount, [=](auto lane, int k) {
     using V = decltype(lane);
-    const V gamma = V::load(state.postSnr + k);
-    const V v = V::load(state.scaledSnr + k);
-    const V gain = Functions::gain(v, gamma);
-    gain.store(state.gain + k);
-    Functions::power(gain, gamma, v).store(state.speechPowerRatio + k);
+    const V gamma = V::load(postSnr + k);
+    const V v = V::load(scaledSnr + k);
+    const V g = Functions::gain(v, gamma);
+    g.store(gain + k);
+    Functions::power(g, gamma, v).store(speechPowerRatio + k);
   });
 }
 

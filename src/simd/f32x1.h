@@ -7,7 +7,6 @@
 
 #include "base/complex.h"
 #include "base/saturate.h"
-#include "math/magnitude.h"
 #include "math/reciprocal.h"
 #include "simd/pairs.h"
 
@@ -37,13 +36,14 @@ inline f32x1 operator/(f32x1 a, f32x1 b) { return {a.v / b.v}; }
 inline bool greater(f32x1 a, f32x1 b) { return a.v > b.v; }
 inline bool greater_equal(f32x1 a, f32x1 b) { return a.v >= b.v; }
 inline f32x1 select(bool mask, f32x1 a, f32x1 b) { return mask ? a : b; }
-inline f32x1 magnitude(f32x1 re, f32x1 im) { return {vekbf::magnitude(re.v, im.v)}; }
 inline f32x1 reciprocal_estimate(f32x1 d) { return {vekbf::reciprocal_estimate(d.v)}; }
 inline f32x1 reciprocal_two_step(f32x1 d) { return {vekbf::reciprocal_two_step(d.v)}; }
 
 // The loads that name no lane type in their arguments; each backend specialises them.
 template <class V>
 Pairs<V> load_pairs(const Complex* p);
+template <class V>
+Pairs<V> copy_pairs(Complex* to, const Complex* from);
 template <class V>
 V load_int16(const int16_t* p);
 
@@ -54,6 +54,11 @@ inline Pairs<f32x1> load_pairs<f32x1>(const Complex* p) {
 inline void store_pairs(Complex* p, Pairs<f32x1> c) {
   p->re = c.re.v;
   p->im = c.im.v;
+}
+template <>
+inline Pairs<f32x1> copy_pairs<f32x1>(Complex* to, const Complex* from) {
+  *to = *from;
+  return load_pairs<f32x1>(from);
 }
 template <>
 inline f32x1 load_int16<f32x1>(const int16_t* p) {

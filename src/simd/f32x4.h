@@ -12,13 +12,13 @@
 //   rounded greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
 //   select(mask, a, b)                                     a where the mask is set, else b
 //   load_pairs<V>(p), store_pairs(p, c)                    complex values, split into re and im
-//   magnitude(re, im)                                      the same float as cabsf
+//   copy_pairs<V>(to, from)                                copies, and gives what was copied
 //   reciprocal_two_step(d)                                 see math/reciprocal.h
 //   reciprocal_estimate(d)                                 its table estimate alone
 //   load_int16<V>(p)                                       16-bit samples as floats
 //   add_truncated(acc, v)                                  int16: acc[i] += saturated v[i], wraps
 // and the four-lane types also
-//   reverse(v), transpose(a, b, c, d), interleave(a, b), deinterleave(a, b)
+//   reverse(v), transpose(a, b, c, d), interleave(a, b), deinterleave(a, b), any_nan(v)
 //
 // On 32-bit ARM the vector unit flushes subnormal operands and results to zero; nothing else
 // differs.

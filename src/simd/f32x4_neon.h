@@ -91,6 +91,12 @@ inline f32x4::Mask greater_equal(f32x4 a, f32x4 b) {
 }
 inline f32x4 select(f32x4::Mask mask, f32x4 a, f32x4 b) { return {vbslq_f32(mask.v, a.v, b.v)}; }
 
+inline bool any_nan(f32x4 a) {
+  const uint32x4_t equal = vceqq_f32(a.v, a.v);
+  const uint32x2_t pairs = vand_u32(vget_low_u32(equal), vget_high_u32(equal));
+  return vget_lane_u32(vpmin_u32(pairs, pairs), 0) == 0;
+}
+
 inline f32x4 reverse(f32x4 a) {
   const float32x4_t swapped = vrev64q_f32(a.v);
   return {vcombine_f32(vget_high_f32(swapped), vget_low_f32(swapped))};
@@ -154,15 +160,6 @@ inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {
 #endif
 }
 
-// The 32-bit unit has no double lanes: the scalar unit does these four.
-inline f32x4 magnitude(f32x4 re, f32x4 im) {
-  float x[4], y[4];
-  vst1q_f32(x, re.v);
-  vst1q_f32(y, im.v);
-  for (int i = 0; i < 4; ++i) x[i] = vekbf::magnitude(x[i], y[i]);
-  return {vld1q_f32(x)};
-}
-
 inline f32x4 reciprocal_estimate(f32x4 d) { return {vrecpeq_f32(d.v)}; }
 
 inline f32x4 reciprocal_two_step(f32x4 d) {
@@ -182,11 +179,16 @@ inline f32x4 reciprocal_two_step(f32x4 d) {
 #endif
 }
 
+// gcc 12 moves the two vectors about before it has them in neighbouring registers: it is told
+// which.
 inline void store_pairs(Complex* p, Pairs<f32x4> c) {
 #if !defined(__aarch64__) && !defined(__clang__)
-  interleave(c.re, c.im);
-  c.re.store(&p[0].re);
-  c.im.store(&p[2].re);
+  register float32x4_t re __asm__("q8") = c.re.v;
+  register float32x4_t im __asm__("q9") = c.im.v;
+  struct Group {
+    Complex values[4];
+  };
+  __asm__("vst2.32 {d16-d19}, %0" : "=Q"(*reinterpret_cast<Group*>(p)) : "w"(re), "w"(im));
 #else
   float32x4x2_t both;
   both.val[0] = c.re.v;
@@ -204,6 +206,12 @@ inline void add_truncated(int16_t* acc, f32x4 v) {
 template <>
 inline Pairs<neon::f32x4> load_pairs<neon::f32x4>(const Complex* p) {
   const float32x4x2_t both = vld2q_f32(&p->re);
+  return {{both.val[0]}, {both.val[1]}};
+}
+template <>
+inline Pairs<neon::f32x4> copy_pairs<neon::f32x4>(Complex* to, const Complex* from) {
+  const float32x4x2_t both = vld2q_f32(&from->re);
+  vst2q_f32(&to->re, both);
   return {{both.val[0]}, {both.val[1]}};
 }
 template <>

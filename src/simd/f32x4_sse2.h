@@ -35,6 +35,8 @@ inline f32x4 select(f32x4::Mask mask, f32x4 a, f32x4 b) {
   return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))};
 }
 
+inline bool any_nan(f32x4 a) { return _mm_movemask_ps(_mm_cmpunord_ps(a.v, a.v)) != 0; }
+
 inline f32x4 reverse(f32x4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 
 // a0 b0 a1 b1 and a2 b2 a3 b3.
@@ -54,24 +56,6 @@ inline void deinterleave(f32x4& a, f32x4& b) {
 // Rows become columns.
 inline void transpose(f32x4& a, f32x4& b, f32x4& c, f32x4& d) {
   _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
-}
-
-inline f32x4 magnitude(f32x4 re, f32x4 im) {
-  const __m128d re_lo = _mm_cvtps_pd(re.v);
-  const __m128d re_hi = _mm_cvtps_pd(_mm_movehl_ps(re.v, re.v));
-  const __m128d im_lo = _mm_cvtps_pd(im.v);
-  const __m128d im_hi = _mm_cvtps_pd(_mm_movehl_ps(im.v, im.v));
-  const __m128d sum_lo = _mm_add_pd(_mm_mul_pd(re_lo, re_lo), _mm_mul_pd(im_lo, im_lo));
-  const __m128d sum_hi = _mm_add_pd(_mm_mul_pd(re_hi, re_hi), _mm_mul_pd(im_hi, im_hi));
-  // A not-a-number sum needs the rule for an infinite part; one test covers the four lanes.
-  if (_mm_movemask_pd(_mm_cmpunord_pd(sum_lo, sum_hi)) != 0) [[unlikely]] {
-    float x[4], y[4];
-    re.store(x);
-    im.store(y);
-    for (int i = 0; i < 4; ++i) x[i] = vekbf::magnitude(x[i], y[i]);
-    return f32x4::load(x);
-  }
-  return {_mm_movelh_ps(_mm_cvtpd_ps(_mm_sqrt_pd(sum_lo)), _mm_cvtpd_ps(_mm_sqrt_pd(sum_hi)))};
 }
 
 // The table rule without a table: the entry is 2^18 / (2a + 1) rounded to an integer, a = 256 plus
@@ -123,10 +107,17 @@ inline void add_truncated(int16_t* acc, f32x4 v) {
 
 template <>
 inline Pairs<sse2::f32x4> load_pairs<sse2::f32x4>(const Complex* p) {
-  const __m128 lo = _mm_loadu_ps(&p[0].re);
-  const __m128 hi = _mm_loadu_ps(&p[2].re);
-  return {{_mm_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0))},
-          {_mm_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1))}};
+  Pairs<sse2::f32x4> c = {sse2::f32x4::load(&p[0].re), sse2::f32x4::load(&p[2].re)};
+  deinterleave(c.re, c.im);
+  return c;
+}
+template <>
+inline Pairs<sse2::f32x4> copy_pairs<sse2::f32x4>(Complex* to, const Complex* from) {
+  Pairs<sse2::f32x4> c = {sse2::f32x4::load(&from[0].re), sse2::f32x4::load(&from[2].re)};
+  c.re.store(&to[0].re);
+  c.im.store(&to[2].re);
+  deinterleave(c.re, c.im);
+  return c;
 }
 template <>
 inline sse2::f32x4 load_int16<sse2::f32x4>(const int16_t* p) {

@@ -6,7 +6,9 @@
 //   narrow_small(w)                  the same, where many results are subnormal
 //   a + b, a - b, a * b, a / b, square_root(a), W::splat(x)
 //   load_columns(base, offsets, first, second)   lane i: the two doubles at base + offsets[i]
-// The 32-bit ARM vector unit has no doubles, so its scalar unit runs the portable text.
+// On 32-bit ARM, whose vector unit has no doubles, the scalar unit does them. Local variables of
+// these types are deliberately not const: gcc 12 does not take a constant record apart, and leaves
+// it in memory.
 #pragma once
 
 #include <cmath>
@@ -126,38 +128,44 @@ namespace neon {
 struct f64x4 {
   static constexpr int kLanes = 4;
   double a, b, c, d;
-  static f64x4 splat(double x) { return {x, x, x, x}; }
+  [[gnu::always_inline]] static f64x4 splat(double x) { return {x, x, x, x}; }
 };
 
-inline f64x4 operator+(f64x4 x, f64x4 y) { return {x.a + y.a, x.b + y.b, x.c + y.c, x.d + y.d}; }
-inline f64x4 operator-(f64x4 x, f64x4 y) { return {x.a - y.a, x.b - y.b, x.c - y.c, x.d - y.d}; }
-inline f64x4 operator*(f64x4 x, f64x4 y) { return {x.a * y.a, x.b * y.b, x.c * y.c, x.d * y.d}; }
-inline f64x4 operator/(f64x4 x, f64x4 y) { return {x.a / y.a, x.b / y.b, x.c / y.c, x.d / y.d}; }
-inline f64x4 square_root(f64x4 x) {
+[[gnu::always_inline]] inline f64x4 operator+(f64x4 x, f64x4 y) {
+  return {x.a + y.a, x.b + y.b, x.c + y.c, x.d + y.d};
+}
+[[gnu::always_inline]] inline f64x4 operator-(f64x4 x, f64x4 y) {
+  return {x.a - y.a, x.b - y.b, x.c - y.c, x.d - y.d};
+}
+[[gnu::always_inline]] inline f64x4 operator*(f64x4 x, f64x4 y) {
+  return {x.a * y.a, x.b * y.b, x.c * y.c, x.d * y.d};
+}
+[[gnu::always_inline]] inline f64x4 operator/(f64x4 x, f64x4 y) {
+  return {x.a / y.a, x.b / y.b, x.c / y.c, x.d / y.d};
+}
+[[gnu::always_inline]] inline f64x4 square_root(f64x4 x) {
   return {std::sqrt(x.a), std::sqrt(x.b), std::sqrt(x.c), std::sqrt(x.d)};
 }
 
 // The compiler goes through memory or core registers between the two units; the scalar unit reads
 // and writes the first vector registers directly.
-inline f64x4 widen(f32x4 x) {
+[[gnu::always_inline]] inline f64x4 widen(f32x4 x) {
 #if defined(__clang__)
   float v[4];
   x.store(v);
   return {double{v[0]}, double{v[1]}, double{v[2]}, double{v[3]}};
 #else
-  register float32x4_t from __asm__("q0") = x.v;
   f64x4 w;
-  __asm__(
-      "vcvt.f64.f32 %P0, s0\n\t"
-      "vcvt.f64.f32 %P1, s1\n\t"
-      "vcvt.f64.f32 %P2, s2\n\t"
-      "vcvt.f64.f32 %P3, s3"
-      : "=&w"(w.a), "=&w"(w.b), "=&w"(w.c), "=&w"(w.d)
-      : "w"(from));
+  __asm__("vcvt.f64.f32 %P0, %2\n\tvcvt.f64.f32 %P1, %p2"
+          : "=&w"(w.a), "=&w"(w.b)
+          : "t"(vget_low_f32(x.v)));
+  __asm__("vcvt.f64.f32 %P0, %2\n\tvcvt.f64.f32 %P1, %p2"
+          : "=&w"(w.c), "=&w"(w.d)
+          : "t"(vget_high_f32(x.v)));
   return w;
 #endif
 }
-inline f32x4 narrow(f64x4 w) {
+[[gnu::always_inline]] inline f32x4 narrow(f64x4 w) {
 #if defined(__clang__)
   const float v[4] = {static_cast<float>(w.a), static_cast<float>(w.b), static_cast<float>(w.c),
                       static_cast<float>(w.d)};
@@ -175,8 +183,9 @@ inline f32x4 narrow(f64x4 w) {
 #endif
 }
 
-inline f32x4 narrow_small(f64x4 w) { return narrow(w); }
-inline void load_columns(const void* base, const size_t* offsets, f64x4& first, f64x4& second) {
+[[gnu::always_inline]] inline f32x4 narrow_small(f64x4 w) { return narrow(w); }
+[[gnu::always_inline]] inline void load_columns(const void* base, const size_t* offsets,
+                                                f64x4& first, f64x4& second) {
   const double* a = doubles_at(base, offsets[0]);
   const double* b = doubles_at(base, offsets[1]);
   const double* c = doubles_at(base, offsets[2]);

@@ -14,6 +14,8 @@ template <class V4 = f32x4, class Body>
 inline void for_each_lane(int count, Body&& body) {
   int i = 0;
   for (; i + V4::kLanes <= count; i += V4::kLanes) body(V4{}, i);
+    // Three at most: copies of the body would cost more room than they save time.
+#pragma GCC unroll 1
   for (; i < count; ++i) body(f32x1{}, i);
 }
 

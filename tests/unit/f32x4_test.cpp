@@ -12,6 +12,7 @@
 #include <limits>
 #include <vector>
 
+#include "simd/magnitude.h"
 #include "support/backends.h"
 #include "support/bits.h"
 #include "support/random.h"
@@ -260,7 +261,7 @@ TYPED_TEST(AnyLane, SelectCopiesValuesUnchanged) {
 }
 
 TYPED_TEST(AnyLane, MagnitudeIsThatOfTheScalarFunction) {
-  check_binary<TypeParam>([](auto a, auto b) { return magnitude(a, b); },
+  check_binary<TypeParam>([](auto a, auto b) { return simd::magnitude(a, b); },
                           [](float a, float b) { return vekbf::magnitude(a, b); });
 }
 

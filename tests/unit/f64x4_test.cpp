@@ -62,6 +62,15 @@ TYPED_TEST(DoubleLanes, KeepMorePrecisionThanFloatsOnTheWay) {
                    [](double a, double b) { return (a * b - a) * b; });
 }
 
+// gcc 12 compiles the plain text of this to a copy when it makes vectors of scalars on x86.
+TYPED_TEST(DoubleLanes, RoundedToSingleAndBack) {
+  this->for_groups([](auto a, auto b) { return widen(narrow(a * b)) - a * b; },
+                   [](double a, double b) {
+                     volatile float single = static_cast<float>(a * b);
+                     return static_cast<double>(single) - a * b;
+                   });
+}
+
 TYPED_TEST(DoubleLanes, SplatFillsEveryLane) {
   using W = decltype(widen(TypeParam{}));
   float out[TypeParam::kLanes];

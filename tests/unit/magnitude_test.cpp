@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The magnitude against the mathematics library's complex magnitude.
-#include "math/magnitude.h"
+#include "simd/magnitude.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ float library_magnitude(float re, float im) { return std::abs(std::complex<float
   const float expected = library_magnitude(re, im);
   const float scalar = vekbf::magnitude(re, im);
   float lanes[4];
-  magnitude(f32x4::splat(re), f32x4::splat(im)).store(lanes);
+  simd::magnitude(f32x4::splat(re), f32x4::splat(im)).store(lanes);
   for (const float actual : {scalar, lanes[0], lanes[3]}) {
     if (!same_bits(actual, expected)) {
       return ::testing::AssertionFailure() << std::hexfloat << "|" << re << " + i " << im << "| is "

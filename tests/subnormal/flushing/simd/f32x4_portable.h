@@ -77,8 +77,8 @@ inline f32x4::Mask greater_equal(f32x4 a, f32x4 b) {
 inline f32x4 select(f32x4::Mask mask, f32x4 a, f32x4 b) {
   return each([&](int i) { return mask.v[i] ? a.v[i] : b.v[i]; });
 }
-inline f32x4 magnitude(f32x4 re, f32x4 im) {
-  return each([&](int i) { return vekbf::magnitude(re.v[i], im.v[i]); });
+inline bool any_nan(f32x4 a) {
+  return a.v[0] != a.v[0] || a.v[1] != a.v[1] || a.v[2] != a.v[2] || a.v[3] != a.v[3];
 }
 inline f32x4 reciprocal_estimate(f32x4 d) {
   return each([&](int i) { return vekbf::reciprocal_estimate(d.v[i]); });
@@ -127,6 +127,11 @@ inline constexpr bool kFlushesSubnormals<portable::f32x4> = true;
 template <>
 inline Pairs<portable::f32x4> load_pairs<portable::f32x4>(const Complex* p) {
   return {{{p[0].re, p[1].re, p[2].re, p[3].re}}, {{p[0].im, p[1].im, p[2].im, p[3].im}}};
+}
+template <>
+inline Pairs<portable::f32x4> copy_pairs<portable::f32x4>(Complex* to, const Complex* from) {
+  for (int i = 0; i < 4; ++i) to[i] = from[i];
+  return load_pairs<portable::f32x4>(from);
 }
 template <>
 inline portable::f32x4 load_int16<portable::f32x4>(const int16_t* p) {
