@@ -16,10 +16,20 @@ inline constexpr double kRadiansPerBin = 0.01227184630308513;  // 2 pi / 512
 // the delays of devices in the field, whose last bits depend on it.
 inline constexpr double kRadiusFactor = 0.999999999999999;
 
-// Bin 0 has no phase; its -0 is what the other bins give for no delay.
-void fill_row(Complex* row, float delay, double omega) {
-  row[0] = {1.0f, -0.0f};
-  fill_phasor_row(row, static_cast<double>(delay) * omega);
+// Delays are often exact multiples of each other: on a line of equal spacing one microphone has
+// twice the delay of another, on a circle opposite microphones may have opposite delays.
+void fill_rows(Instance& instance, double omega) {
+  double steps[kMaxMics];
+  for (int m = 0; m < usable_mics(instance); ++m) {
+    Complex* row = instance.steerTable[m];
+    steps[m] = static_cast<double>(instance.micDelay[m]) * omega;
+    row[0] = {1.0f, -0.0f};  // no phase; -0 is what the other bins give for no delay
+    int first = 1;
+    for (int other = 0; other < m && first == 1; ++other) {
+      first = derive_phasor_row(row, steps[m], instance.steerTable[other], steps[other]);
+    }
+    if (first < kBinCount) fill_phasor_row(row, steps[m], first);
+  }
 }
 
 // Microphones on the x axis: the delay is x cos(theta) / c, x counted from microphone 0.
@@ -30,8 +40,8 @@ void steer_line(Instance& instance, double theta, double omega) {
     const double projection = static_cast<double>(instance.micPlacement[m]) * cosine;
     instance.micProjection[m] = static_cast<float>(projection);
     instance.micDelay[m] = instance.micProjection[m] * slowness;
-    fill_row(instance.steerTable[m], instance.micDelay[m], omega);
   }
+  fill_rows(instance, omega);
 }
 
 // Microphones on a circle at the angles of micPlacement: the delay is r cos(theta - angle) / c.
@@ -43,8 +53,8 @@ void steer_circle(Instance& instance, double theta, double omega) {
     instance.micProjection[m] = static_cast<float>(std::cos(static_cast<double>(angle)));
     instance.micDelay[m] =
         static_cast<float>(seconds * static_cast<double>(instance.micProjection[m]));
-    fill_row(instance.steerTable[m], instance.micDelay[m], omega);
   }
+  fill_rows(instance, omega);
 }
 
 }  // namespace

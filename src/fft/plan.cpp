@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "fft/fft_engine.h"
+#include "math/phasor.h"
 
 namespace {
 
@@ -32,8 +33,14 @@ RealFftPlan* lay_out(void* block, int32_t ncfft) {
   return plan;
 }
 
-// The phase is single precision, its cosine and sine are double and then rounded.
+// Cosine and sine of a single-precision phase, rounded from double precision.
 Complex unit_at(float phase) {
+  const float size = std::fabs(phase);
+  if (size < vekbf::kPhasorTiny) return {1.0f, phase};
+  if (size <= vekbf::kPhasorLimit) {
+    const auto value = vekbf::phasor(vekbf::simd::f32x1{phase});
+    return {value.re.v, -value.im.v};
+  }
   return {static_cast<float>(std::cos(static_cast<double>(phase))),
           static_cast<float>(std::sin(static_cast<double>(phase)))};
 }

@@ -11,7 +11,7 @@ inline constexpr int32_t kLogTableFirst = 0x3f330000;  // bits of the smallest r
 inline constexpr int kLogTableSize = 128;
 
 // The reciprocal of a cell's middle, and minus its logarithm.
-alignas(16) inline constexpr double kLogTable[kLogTableSize][2] = {
+alignas(64) inline constexpr double kLogTable[kLogTableSize][2] = {
     {0x1.6d1a600000000p+0, -0x1.6b85ae0ffa3a2p-2},
     {0x1.6b14900000000p+0, -0x1.65d556f4ce004p-2},
     {0x1.6914700000000p+0, -0x1.602cfe4f09115p-2},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/phasor_row.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "base/sizes.h"
@@ -15,53 +16,71 @@ inline constexpr int kLast = kBinCount - 1;
 float phase(int k, double step) { return static_cast<float>(static_cast<double>(k) * step); }
 
 // Every |phi| below 2^-12: 1 - phi^2/2 rounds to 1 and phi - phi^3/6 to phi.
-void fill_tiny(Complex* row, double step) {
-  for (int k = 1; k <= kLast; ++k) row[k] = {1.0f, -phase(k, step)};
+void fill_tiny(Complex* row, double step, int first) {
+  for (int k = first; k <= kLast; ++k) row[k] = {1.0f, -phase(k, step)};
 }
 
 // No delay: the reference microphone of a line, in every frame. The sign of zero is kept.
-void fill_constant(Complex* row, float phi) {
+void fill_constant(Complex* row, float phi, int first) {
   const Complex value = {1.0f, -phi};
-  for (int k = 1; k <= kLast; ++k) row[k] = value;
+  for (int k = first; k <= kLast; ++k) row[k] = value;
 }
 
-void fill_by_table(Complex* row, double step) {
-  using D = simd::f64x2;
-  const D steps = D::splat(step);
-  const D four = D::splat(4.0);
-  D low = D::of(1.0, 2.0);
-  D high = D::of(3.0, 4.0);
-  // Two independent pairs a pass hide the latency of the polynomials.
-  for (int k = 1; k <= kLast; k += 4) {
-    const Phasor<D> a = phasor(rounded_to_float(low * steps));
-    const Phasor<D> b = phasor(rounded_to_float(high * steps));
-    store_pairs(&row[k], a.re, a.im);
-    store_pairs(&row[k + 2], b.re, b.im);
-    low = low + four;
-    high = high + four;
-  }
-}
-
-}  // namespace
-
-void fill_phasor_row_plain(Complex* row, double step) {
-  for (int k = 1; k <= kLast; ++k) {
+void fill_plain(Complex* row, double step, int first) {
+  for (int k = first; k <= kLast; ++k) {
     const double phi = static_cast<double>(phase(k, step));
     row[k] = {static_cast<float>(std::cos(phi)), -static_cast<float>(std::sin(phi))};
   }
 }
 
-void fill_phasor_row(Complex* row, double step) {
+// A whole number of groups.
+void fill_by_table(Complex* row, double step, int first) {
+  using simd::f32x4;
+  const float start = static_cast<float>(first);
+  const float indices[f32x4::kLanes] = {start, start + 1.0f, start + 2.0f, start + 3.0f};
+  f32x4 index = f32x4::load(indices);
+  const f32x4 stride = f32x4::splat(f32x4::kLanes);
+  auto steps = decltype(widen(index))::splat(step);
+  for (int k = first; k <= kLast; k += f32x4::kLanes) {
+    store_pairs(&row[k], phasor(narrow(widen(index) * steps)));
+    index = index + stride;
+  }
+}
+
+}  // namespace
+
+void fill_phasor_row_plain(Complex* row, double step) { fill_plain(row, step, 1); }
+
+void fill_phasor_row(Complex* row, double step, int first) {
   const float largest = std::fabs(phase(kLast, step));
   if (step == 0.0) {
-    fill_constant(row, phase(1, step));
+    fill_constant(row, phase(1, step), first);
   } else if (largest < kPhasorTiny) {
-    fill_tiny(row, step);
-  } else if (largest <= kPhasorLimit) {
-    fill_by_table(row, step);
+    fill_tiny(row, step, first);
+  } else if (largest <= kPhasorLimit && (kLast + 1 - first) % simd::f32x4::kLanes == 0) {
+    fill_by_table(row, step, first);
   } else {
-    fill_phasor_row_plain(row, step);
+    fill_plain(row, step, first);
   }
+}
+
+int derive_phasor_row(Complex* row, double step, const Complex* other, double other_step) {
+  const bool usual = std::fabs(phase(kLast, step)) <= kPhasorLimit && step != 0.0;
+  if (!usual) return 1;
+  if (step == other_step) {
+    std::copy_n(other + 1, kLast, row + 1);
+    return kBinCount;
+  }
+  if (step == -other_step) {
+    for (int k = 1; k <= kLast; ++k) row[k] = {other[k].re, -other[k].im};
+    return kBinCount;
+  }
+  if (step == 2.0 * other_step) {
+    // k step is the same double as 2 k other_step.
+    for (int k = 1; k <= kLast / 2; ++k) row[k] = other[2 * k];
+    return kLast / 2 + 1;
+  }
+  return 1;
 }
 
 }  // namespace vekbf

@@ -10,7 +10,9 @@
 
 #include "base/sizes.h"
 #include "math/phasor.h"
+#include "support/backends.h"
 #include "support/bits.h"
+#include "support/every_float.h"
 #include "support/random.h"
 
 namespace vekbf {
@@ -89,35 +91,77 @@ TEST(PhasorRow, RandomStepsOfAnyMagnitude) {
   }
 }
 
-// Both signs, one float in 2,003 of the table's domain; every float in phasor_slow_test.
-TEST(Phasor, SampleOfTheDomainAgainstTheLibraryFunctions) {
-  using D = simd::f64x2;
-  const uint32_t first = std::bit_cast<uint32_t>(kPhasorTiny);
-  const uint32_t last = std::bit_cast<uint32_t>(kPhasorLimit);
-  for (uint32_t bits = first; bits <= last; bits += 2003) {
-    const double x = static_cast<double>(std::bit_cast<float>(bits));
-    const Phasor<D> value = phasor(D::of(x, -x));
-    Complex pair[2];
-    store_pairs(pair, value.re, value.im);
-    const Complex expected[2] = {
-        {static_cast<float>(std::cos(x)), -static_cast<float>(std::sin(x))},
-        {static_cast<float>(std::cos(-x)), -static_cast<float>(std::sin(-x))}};
-    ASSERT_TRUE(test::same_spectra(pair, expected, 2)) << "x = " << x;
+TEST(PhasorRow, ARowBegunInTheMiddleLeavesTheRestAlone) {
+  for (const double step : {0.0, 1e-10, 0.3, -1.7, 1e6}) {
+    Complex row[kBinCount];
+    for (Complex& value : row) value = {7.0f, 7.0f};
+    fill_phasor_row(row, step, 129);
+    for (int k = 0; k < 129; ++k) ASSERT_TRUE(row[k].re == 7.0f && row[k].im == 7.0f) << k;
+    for (int k = 129; k < kBinCount; ++k) {
+      const Complex expected = expected_value(k, step);
+      ASSERT_TRUE(test::same_spectra(&row[k], &expected, 1)) << step << " bin " << k;
+    }
   }
 }
 
-TEST(Phasor, BothBackendsGiveTheSameBits) {
-  test::Random random(3);
-  for (int i = 0; i < 20000; ++i) {
-    const float a = 40.0f * random.unit();
-    const float b = 0x1p17f * random.unit();
-    Complex native[2], portable[2];
-    const auto n = phasor(simd::f64x2::of(static_cast<double>(a), static_cast<double>(b)));
-    const auto p =
-        phasor(simd::portable::f64x2::of(static_cast<double>(a), static_cast<double>(b)));
-    store_pairs(native, n.re, n.im);
-    store_pairs(portable, p.re, p.im);
-    ASSERT_TRUE(test::same_spectra(native, portable, 2)) << a << " " << b;
+// What is derived is compared with the definition; a step that is no such multiple derives nothing.
+TEST(PhasorRow, DerivedRowsFollowTheDefinition) {
+  const uint64_t seed = test::test_seed(4);
+  SCOPED_TRACE(test::seed_note(seed));
+  test::Random random(seed);
+  for (int i = 0; i < 300; ++i) {
+    const double step = static_cast<double>(random.unit()) * (i % 3 == 0 ? 1e-6 : 2.0);
+    Complex other[kBinCount], row[kBinCount];
+    fill_phasor_row(other, step);
+    const struct {
+      double factor;
+      int derived;
+    } cases[] = {{1.0, 256}, {-1.0, 256}, {2.0, 128}, {-2.0, 0}, {0.5, 0}, {3.0, 0}};
+    for (const auto& [factor, derived] : cases) {
+      for (Complex& value : row) value = {7.0f, 7.0f};
+      ASSERT_EQ(derive_phasor_row(row, factor * step, other, step), derived + 1) << factor;
+      for (int k = 1; k <= derived; ++k) {
+        const Complex expected = expected_value(k, factor * step);
+        ASSERT_TRUE(test::same_spectra(&row[k], &expected, 1)) << factor << " bin " << k;
+      }
+      for (int k = derived + 1; k < kBinCount; ++k) ASSERT_EQ(row[k].re, 7.0f) << factor;
+    }
+  }
+}
+
+TEST(PhasorRow, NothingIsDerivedFromStepsThatHaveNoNumberOrNoPhase) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  Complex other[kBinCount] = {}, row[kBinCount];
+  for (const double step : {0.0, -0.0, inf, -inf, nan, 1e9}) {
+    EXPECT_EQ(derive_phasor_row(row, step, other, step), 1) << step;
+  }
+}
+
+// Both signs, one float in 2,003 of the table's domain; every float in phasor_slow_test.
+template <class V>
+class PhasorLanes : public ::testing::Test {};
+TYPED_TEST_SUITE(PhasorLanes, test::AllLaneTypes, test::LaneTypeNames);
+
+TYPED_TEST(PhasorLanes, SampleOfTheDomainAgainstTheLibraryFunctions) {
+  using V = TypeParam;
+  for (const float sign : {1.0f, -1.0f}) {
+    const uint64_t bad = test::for_every_float<V::kLanes>(
+        kPhasorTiny, kPhasorLimit, 2003,
+        [&](float* x) {
+          for (int i = 0; i < V::kLanes; ++i) x[i] *= sign;
+          Complex pairs[V::kLanes];
+          store_pairs(pairs, phasor(V::load(x)));
+          uint64_t wrong = 0;
+          for (int i = 0; i < V::kLanes; ++i) {
+            const double phi = static_cast<double>(x[i]);
+            wrong += test::same_bits(pairs[i].re, static_cast<float>(std::cos(phi))) ? 0 : 1;
+            wrong += test::same_bits(pairs[i].im, -static_cast<float>(std::sin(phi))) ? 0 : 1;
+          }
+          return wrong;
+        },
+        1);
+    EXPECT_EQ(bad, 0u) << "sign " << sign;
   }
 }
 

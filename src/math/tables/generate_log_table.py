@@ -32,7 +32,7 @@ inline constexpr int32_t kLogTableFirst = 0x3f330000;  // bits of the smallest r
 inline constexpr int kLogTableSize = 128;
 
 // The reciprocal of a cell's middle, and minus its logarithm.
-alignas(16) inline constexpr double kLogTable[kLogTableSize][2] = {"""
+alignas(64) inline constexpr double kLogTable[kLogTableSize][2] = {"""
 
 
 def from_bits(bits):

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Prints src/math/phasor_table.h: cos and sin of 2 pi q / 256, rounded once from 200 bits."""
+"""Prints src/math/phasor_table.h: cos and -sin of 2 pi q / 256, rounded once from 200 bits."""
 
 import sys
 
@@ -19,15 +19,15 @@ namespace vekbf {
 
 inline constexpr int kPhasorTableSize = 256;
 
-// cos and sin of 2 pi q / 256.
-alignas(16) inline constexpr double kPhasorTable[kPhasorTableSize][2] = {"""
+// cos and -sin of 2 pi q / 256.
+alignas(64) inline constexpr double kPhasorTable[kPhasorTableSize][2] = {"""
 
 
 def main():
     lines = [HEADER]
     for q in range(ENTRIES):
         angle = mpf(2 * q) / ENTRIES
-        cosine, sine = (float(f(angle)).hex() for f in (cospi, sinpi))
+        cosine, sine = float(cospi(angle)).hex(), float(-sinpi(angle)).hex()
         lines.append(f"    {{{cosine}, {sine}}},")
     lines += ["};", "", "}  // namespace vekbf"]
     sys.stdout.write("\n".join(lines) + "\n")
