@@ -51,10 +51,12 @@ std::vector<int16_t> make_signal(std::string_view kind, int mics, int blocks) {
   test::Random random(20);
   Voice voice;
   for (size_t frame = 0; frame < frames; ++frame) {
-    const double speech = kind == "speech" ? 2500.0 * voice.next(static_cast<int>(frame)) : 0.0;
+    const bool loud = kind == "loudspeech";
+    const double level = loud ? 10000.0 : (kind == "speech" ? 2500.0 : 0.0);
+    const double speech = level > 0.0 ? level * voice.next(static_cast<int>(frame)) : 0.0;
     for (int m = 0; m < mics; ++m) {
       const double noise = static_cast<double>(random.unit());
-      double value = speech + 400.0 * noise;
+      double value = speech + (loud ? 40.0 : 400.0) * noise;
       if (kind == "onebit") value = frame % 64 == 0 ? 1.0 : (noise > 0.999 ? 1.0 : 0.0);
       if (kind == "loud") value = 32767.0 * noise;
       samples[frame * static_cast<size_t>(mics) + static_cast<size_t>(m)] =

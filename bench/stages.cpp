@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stages.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <vector>
 
@@ -31,6 +33,13 @@ struct Workload {
   float spoilt[kFrameSize];
   Complex bins[kBinCount];
   Instance* line() { return linear.instance(); }
+
+  // The beam's power spectra over loud speech, one after the other for a detector that has heard
+  // them once: given the same spectrum again and again, its estimator would take it for noise.
+  Beam loud{Side::kLibrary, VEK_ADAPTIVE_BF, VEK_BF_UNIFORM_LINEAR_ARRAY, kMaxMics};
+  std::vector<std::array<float, kBinCount>> powers;
+  size_t frame_number = 0;
+  const float* next_power() { return powers[frame_number++ % powers.size()].data(); }
 };
 
 void WorkloadDeleter::operator()(Workload* workload) const { delete workload; }
@@ -44,6 +53,11 @@ WorkloadPointer make_workload() {
     w->linear.run(block, out, kAngle);
     w->triangle.run(block, out, kAngle);
   }
+  const std::vector<int16_t> loud = make_signal("loudspeech", kMaxMics, kWarmBlocks);
+  for (int b = 0; b < kWarmBlocks; ++b) {
+    w->loud.run(&loud[static_cast<size_t>(b) * kMaxMics * kHopSize], out, kAngle);
+    std::copy_n(w->loud.instance()->beamPower, kBinCount, w->powers.emplace_back().begin());
+  }
   std::memcpy(w->frame, w->line()->micHistory[0], sizeof w->frame);
   std::memcpy(w->bins, w->line()->outBeam, sizeof w->bins);
   return w;
@@ -51,10 +65,10 @@ WorkloadPointer make_workload() {
 
 namespace {
 
-// The forward transform windows its input in place, so it is given a fresh copy, as VekBf_Run does.
+// As VekBf_Run calls it. The model's transform windows its input in place, and is given a fresh
+// copy as the model's own frames do.
 void forward(Workload& w) {
-  std::memcpy(w.spoilt, w.frame, sizeof w.spoilt);
-  do_fft(w.line()->fftState, w.spoilt, as_floats(w.line()->micSpectrum[0]), kForward);
+  fft_analyse(w.line()->fftState, w.frame, w.spoilt, as_floats(w.line()->micSpectrum[0]));
 }
 void forward_model(Workload& w) {
   std::memcpy(w.spoilt, w.frame, sizeof w.spoilt);
@@ -75,6 +89,10 @@ void estimator_model(Workload& w) {
 }
 void detector(Workload& w) { vad_run(w.line()->vadState, w.line()->beamPower); }
 void detector_model(Workload& w) { reference::vad_run(w.line()->vadState, w.line()->beamPower); }
+void detector_loud(Workload& w) { vad_run(w.loud.instance()->vadState, w.next_power()); }
+void detector_loud_model(Workload& w) {
+  reference::vad_run(w.loud.instance()->vadState, w.next_power());
+}
 void presence_gain(Workload& w) {
   smooth_presence_gain(*w.line(), w.line()->vadState->mcra->speechProb);
 }
@@ -89,6 +107,7 @@ constexpr Stage kStages[] = {
     {"fixed_beam", fixed_beam, nullptr},
     {"estimator", estimator, estimator_model},
     {"detector_with_estimator", detector, detector_model},
+    {"detector_loud_speech", detector_loud, detector_loud_model},
     {"presence_gain", presence_gain, nullptr},
     {"blocking_canceller_adaptation", canceller, nullptr},
     {"synthesis", synthesis, nullptr},

@@ -61,11 +61,14 @@ def stage_table(times, fftw):
 
 
 def arm_table(path):
-    rows = ["| 32-bit ARM | instructions |", "|---|---|"]
-    for line in pathlib.Path(path).read_text(encoding="utf-8").splitlines():
-        if not line.startswith("#"):
-            name, value = line.split()
-            rows.append(f"| {name} | {int(value):,} |")
+    rows = ["| 32-bit ARM, instructions | library | plain model | ratio |", "|---|---|---|---|"]
+    lines = pathlib.Path(path).read_text(encoding="utf-8").splitlines()
+    counts = {name: int(value) for name, value in (line.split() for line in lines if not line.startswith("#"))}
+    for name, value in counts.items():
+        if not name.startswith("model/"):
+            model = counts.get("model/" + name)
+            beside = f"{model:,} | {model / value:.1f}" if model else "| "
+            rows.append(f"| {name} | {value:,} | {beside} |")
     return rows
 
 

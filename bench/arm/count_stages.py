@@ -2,10 +2,11 @@
 # SPDX-License-Identifier: MIT
 """Counts the instructions of each stage on 32-bit ARM under the user-mode emulator.
 
-    count_stages.py RUNNER [--check BUDGETS | --write BUDGETS] [NAME ...]
+    count_stages.py RUNNER [--check BUDGETS | --write BUDGETS] [--model] [NAME ...]
 
 RUNNER is stage_runner of the armhf build. Each stage runs twice with different counts; the difference, divided, is its
 cost, and repeats exactly. --check fails when a stage takes 2 % more than its budget, or a budget names no stage.
+--model counts the plain model as well, where it has the stage.
 """
 
 import argparse
@@ -17,6 +18,12 @@ import tempfile
 EMULATOR = ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"]
 COUNTS = {False: (20, 60), True: (100, 300)}  # for a stage, and for a whole block: some content of the signal
 ALLOWANCE = 1.02
+MODEL = "model/"
+MODEL_NAMES = [
+    "transform_forward", "transform_inverse", "steering_line", "steering_triangle", "estimator", "detector_with_estimator",
+    "detector_loud_speech", "block/fixed/linear/4/speech", "block/fixed/triangle/4/speech", "block/adaptive/linear/4/speech",
+    "block/adaptive/triangle/4/speech",
+]
 DEFAULT_BLOCKS = [
     f"block/{algorithm}/{geometry}/4/speech"
     for algorithm in ("fixed", "adaptive")
@@ -39,7 +46,7 @@ def instructions(plugin, runner, name, count):
 
 
 def cost(plugin, runner, name):
-    few, many = COUNTS[name.startswith("block/")]
+    few, many = COUNTS[name.removeprefix(MODEL).startswith("block/")]
     difference = instructions(plugin, runner, name, many) - instructions(plugin, runner, name, few)
     return round(difference / (many - few))
 
@@ -74,9 +81,12 @@ def main():
     parser.add_argument("names", nargs="*")
     parser.add_argument("--check", metavar="BUDGETS")
     parser.add_argument("--write", metavar="BUDGETS")
+    parser.add_argument("--model", action="store_true")
     arguments = parser.parse_args()
     budgets = read_budgets(arguments.check) if arguments.check else {}
     names = arguments.names or list(budgets) or stage_names(arguments.runner) + DEFAULT_BLOCKS
+    if arguments.model:
+        names = names + [MODEL + name for name in MODEL_NAMES]
     with tempfile.TemporaryDirectory() as folder:
         plugin = build_plugin(folder)
         measured = {name: cost(plugin, arguments.runner, name) for name in names}

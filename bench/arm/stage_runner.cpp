@@ -3,10 +3,11 @@
 // stage_runner NAME COUNT: runs a stage, or a whole block by the name
 // block/ALGORITHM/GEOMETRY/MICS/SIGNAL, COUNT times after the same preparation. Two runs with
 // different counts, under an instruction counter, subtracted, give the instructions of the stage.
-// With no arguments it lists the names.
+// With model/ before the name the plain model does it. With no arguments it lists the names.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "beam.h"
@@ -18,8 +19,8 @@ namespace {
 
 inline constexpr int kPreparedBlocks = 100;
 
-void run_blocks(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics, const std::string& kind,
-                int count) {
+void run_blocks(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
+                const std::string& kind, int count) {
   // The signal's length is fixed, so that preparing it costs the same for every count.
   constexpr int kSignalBlocks = 500;
   if (count > kSignalBlocks - kPreparedBlocks) {
@@ -27,14 +28,14 @@ void run_blocks(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics, cons
     std::exit(2);
   }
   const std::vector<int16_t> in = make_signal(kind, mics, kSignalBlocks);
-  Beam beam(Side::kLibrary, algorithm, geometry, mics);
+  Beam beam(side, algorithm, geometry, mics);
   int16_t out[kHopSize];
   for (int b = 0; b < kPreparedBlocks + count; ++b) {
     beam.run(&in[static_cast<size_t>(b * mics * kHopSize)], out, 60);
   }
 }
 
-bool run_named_block(const std::string& name, int count) {
+bool run_named_block(Side side, const std::string& name, int count) {
   for (const auto& [algorithm, a] :
        {std::pair{VEK_FIXED_BF, "fixed"}, {VEK_ADAPTIVE_BF, "adaptive"}}) {
     for (const auto& [geometry, g] : {std::pair{VEK_BF_UNIFORM_LINEAR_ARRAY, "linear"},
@@ -45,7 +46,7 @@ bool run_named_block(const std::string& name, int count) {
               std::string("block/") + a + "/" + g + "/" + std::to_string(mics) + "/" + kind;
           if (name.empty()) std::printf("%s\n", here.c_str());
           if (here == name) {
-            run_blocks(algorithm, geometry, mics, kind, count);
+            run_blocks(side, algorithm, geometry, mics, kind, count);
             return true;
           }
         }
@@ -55,12 +56,13 @@ bool run_named_block(const std::string& name, int count) {
   return false;
 }
 
-bool run_named_stage(const std::string& name, int count) {
+bool run_named_stage(Side side, const std::string& name, int count) {
   for (const Stage& stage : stages()) {
     if (name.empty()) std::printf("%s\n", stage.name);
-    if (name == stage.name) {
+    const auto run = side == Side::kLibrary ? stage.library : stage.model;
+    if (name == stage.name && run != nullptr) {
       const WorkloadPointer workload = make_workload();
-      for (int i = 0; i < count; ++i) stage.library(*workload);
+      for (int i = 0; i < count; ++i) run(*workload);
       return true;
     }
   }
@@ -71,9 +73,10 @@ bool run_named_stage(const std::string& name, int count) {
 }  // namespace vekbf::bench
 
 int main(int argc, char** argv) {
+  using namespace vekbf::bench;
   if (argc == 1) {
-    vekbf::bench::run_named_stage("", 0);
-    vekbf::bench::run_named_block("", 0);
+    run_named_stage(Side::kLibrary, "", 0);
+    run_named_block(Side::kLibrary, "", 0);
     return 0;
   }
   if (argc != 3) {
@@ -81,8 +84,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   const int count = std::atoi(argv[2]);
-  if (vekbf::bench::run_named_stage(argv[1], count)) return 0;
-  if (vekbf::bench::run_named_block(argv[1], count)) return 0;
+  const std::string_view given = argv[1];
+  const std::string_view prefix = "model/";
+  const bool model = given.starts_with(prefix);
+  const std::string name(model ? given.substr(prefix.size()) : given);
+  const Side side = model ? Side::kModel : Side::kLibrary;
+  if (run_named_stage(side, name, count) || run_named_block(side, name, count)) return 0;
   std::fprintf(stderr, "no stage is called %s\n", argv[1]);
   return 2;
 }
