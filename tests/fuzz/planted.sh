@@ -40,7 +40,7 @@ plant() {
 # A configuration that forgets a table; a smoothing factor one bit off; a radix that is passed over; a check that is
 # not made.
 plant api src/api/apply_config.cpp '  clear(instance->micDelay);' ''
-plant stream src/bf/sidelobe_canceller.cpp '1.0f - keep' '0.99999994f - keep'
+plant stream src/bf/sidelobe_canceller.cpp '1.0f - rule.keep' '0.99999994f - rule.keep'
 plant fft src/fft/factor.cpp 'eight_anywhere \&\& m % 8' 'eight_anywhere \&\& m % 16'
 plant wav tools/vekbf/array.cpp ' \&\& std::isfinite(\*value)' ''
 exit $bad
