@@ -196,6 +196,16 @@ class ProgressTest(ToolTest):
         shown = self.on_terminal(self.input, self.output)
         self.assertRegex(shown, r"\A(\rvekbf: +\d+%)+\r +\r\Z")
 
+    def test_a_terminal_sees_every_file_of_a_batch_that_is_complete(self):
+        names = [self.folder / f"{name}.wav" for name in "abc"]
+        for name in names:
+            write_wav(name, noise(5000))
+        shown = self.on_terminal(*names, "--out-dir", self.folder / "results")
+        lines = shown.splitlines()
+        # Several threads write them, each when it is done: the counts may change places.
+        self.assertEqual(sorted(line[-len("1 of 3 files"):] for line in lines), [f"{i} of 3 files" for i in (1, 2, 3)])
+        self.assertEqual({line.split("'")[1] for line in lines}, set(map(str, names)))
+
     def test_notes_come_after_the_progress_is_gone(self):
         write_wav(self.input, [0] * 5000)
         self.assertRegex(self.on_terminal(self.input, self.output), r"%\r +\rvekbf: the library dropped [^\r\n]+\r\n\Z")

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "batch.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -47,11 +49,16 @@ void process_batch(const Arguments& arguments, int standardOutput) {
   std::atomic<std::size_t> next = 0;
   std::atomic<long long> failed = 0;
   std::atomic<long long> done = 0;
+  const bool shows = isatty(STDERR_FILENO) != 0;
   const auto work = [&] {
     for (std::size_t i = next++; i < jobs.size() && !interrupted(); i = next++) {
       try {
         process(jobs[i], standardOutput);
-        done++;
+        const long long count = ++done;
+        if (shows) {
+          say(jobs[i].label + "complete, " + std::to_string(count) + " of " +
+              counted(static_cast<long long>(jobs.size()), "file"));
+        }
       } catch (const Interruption& stop) {
         say(stop.what());
       } catch (const std::exception& failure) {
