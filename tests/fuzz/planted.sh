@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 #
-# Plants one defect for each fuzz target and shows that the target finds it. Only the changed file is compiled: the
-# rest comes from BUILD, a finished build of the preset fuzz.
+# Plants one defect for each fuzz target and shows that the target finds it, and nothing without it. Only the changed
+# file is compiled: the rest comes from BUILD, a finished build of the preset fuzz.
 #
 #   planted.sh TREE BUILD WORK [SECONDS]
 set -u
@@ -14,6 +14,13 @@ mkdir -p "$work"
 plant() {
   target=$1 file=$tree/$2 name=$(basename "$2" .cpp)
   copy=$work/$name.cpp
+  # Without the defect the target has nothing to say about the stored inputs.
+  if ! "$build/tests/fuzz/${target}_fuzz" -runs=0 -verbosity=0 "$tree/tests/fuzz/corpus/$target" \
+    "$tree/tests/fuzz/regressions/$target" >"$work/$target.log" 2>&1; then
+    echo "$target: fails without a defect: $(grep -m 1 -E 'FOUND|ERROR: |runtime error' "$work/$target.log")"
+    bad=1
+    return
+  fi
   sed "s|$3|$4|" "$file" >"$copy"
   if cmp -s "$file" "$copy"; then
     echo "$target: nothing to change in $2"
