@@ -37,7 +37,7 @@ class Terminal:
             os.execvpe(command[0], command, environment)
         self.until(b"READY")
 
-    def until(self, text, seconds=60):
+    def until(self, text, seconds=300):
         """Everything up to the text; both are taken away."""
         end = time.monotonic() + seconds
         while text not in self.seen:
