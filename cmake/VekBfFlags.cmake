@@ -10,7 +10,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64|amd64)$")
   target_compile_options(vekbf_arithmetic INTERFACE -mno-fma -mno-fma4 -mno-avx512f)
 endif()
 # gcc 12 drops the rounding of two neighbouring doubles to single precision and back when it makes vectors of scalars
-# (f64x4_test sees it on x86). Our vectors are written as such, so it need not do that anywhere.
+#. Our vectors are written as such, so it need not do that anywhere.
 target_compile_options(vekbf_arithmetic
                        INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")

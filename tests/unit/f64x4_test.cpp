@@ -62,7 +62,7 @@ TYPED_TEST(DoubleLanes, KeepMorePrecisionThanFloatsOnTheWay) {
                    [](double a, double b) { return (a * b - a) * b; });
 }
 
-// gcc 12 compiles the plain text of this to a copy when it makes vectors of scalars on x86.
+// gcc 12 may compile such text to a copy where it makes vectors of scalars.
 TYPED_TEST(DoubleLanes, RoundedToSingleAndBack) {
   this->for_groups([](auto a, auto b) { return widen(narrow(a * b)) - a * b; },
                    [](double a, double b) {
