@@ -15,7 +15,8 @@ plant() {
   target=$1 file=$tree/$2 name=$(basename "$2" .cpp)
   copy=$work/$name.cpp
   # Without the defect the target has nothing to say about the stored inputs.
-  if ! "$build/tests/fuzz/${target}_fuzz" -runs=0 -verbosity=0 "$tree/tests/fuzz/corpus/$target" \
+  if ! "$build/tests/fuzz/${target}_fuzz" -runs=0 -verbosity=0 -artifact_prefix="$work/" \
+    "$tree/tests/fuzz/corpus/$target" \
     "$tree/tests/fuzz/regressions/$target" >"$work/$target.log" 2>&1; then
     echo "$target: fails without a defect: $(grep -m 1 -E 'FOUND|ERROR: |runtime error' "$work/$target.log")"
     bad=1
