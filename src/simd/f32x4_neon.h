@@ -198,7 +198,9 @@ inline void store_pairs(Complex* p, Pairs<f32x4> c) {
 }
 
 inline void add_truncated(int16_t* acc, f32x4 v) {
-  vst1_s16(acc, vadd_s16(vld1_s16(acc), vmovn_s32(vcvtq_s32_f32(v.v))));
+  // Unsigned, because it wraps: gcc 12 writes vadd_s16 as a sum of signed numbers.
+  const uint16x4_t addend = vmovn_u32(vreinterpretq_u32_s32(vcvtq_s32_f32(v.v)));
+  vst1_s16(acc, vreinterpret_s16_u16(vadd_u16(vreinterpret_u16_s16(vld1_s16(acc)), addend)));
 }
 
 }  // namespace neon

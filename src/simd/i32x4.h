@@ -102,7 +102,10 @@ struct i32x4 {
 
 inline i32x4 bits_of(f32x4 a) { return {vreinterpretq_s32_f32(a.v)}; }
 inline f32x4 float_of_bits(i32x4 a) { return {vreinterpretq_f32_s32(a.v)}; }
-inline i32x4 operator-(i32x4 a, i32x4 b) { return {vsubq_s32(a.v, b.v)}; }
+// Unsigned, because it wraps: gcc 12 writes vsubq_s32 as a difference of signed numbers.
+inline i32x4 operator-(i32x4 a, i32x4 b) {
+  return {vreinterpretq_s32_u32(vsubq_u32(vreinterpretq_u32_s32(a.v), vreinterpretq_u32_s32(b.v)))};
+}
 inline i32x4 operator&(i32x4 a, i32x4 b) { return {vandq_s32(a.v, b.v)}; }
 template <int kBits>
 inline i32x4 shifted_left(i32x4 a) {
