@@ -9,8 +9,8 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64|amd64)$")
   # it may use that instruction (-march=x86-64-v3, native): forbid the instruction itself. It comes with AVX-512 too.
   target_compile_options(vekbf_arithmetic INTERFACE -mno-fma -mno-fma4 -mno-avx512f)
 endif()
-# gcc 12 drops the rounding of two neighbouring doubles to single precision and back when it makes vectors of scalars.
-# Our vectors are written as such, so it need not do that anywhere.
+# gcc 12 drops the rounding of two neighbouring doubles to single precision and back when it makes vectors of scalars
+# (dropped_rounding_test sees it on x86). Our vectors are written as such, so it need not do that anywhere.
 target_compile_options(vekbf_arithmetic
                        INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
