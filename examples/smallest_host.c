@@ -14,7 +14,7 @@
 
 int main(int argc, char **argv) {
   VekBfInit array = {16000, 16, 2, 343, VEK_FIXED_BF, VEK_BF_UNIFORM_LINEAR_ARRAY, {{0}, {0.05f}}};
-  VekBfConfig config = {0.5f, 5};
+  VekBfConfig config = {0.5f, 3};
   int16_t in[2 * VEK_BF_BLOCK_FRAMES], out[VEK_BF_BLOCK_FRAMES];
   FILE *source = argc == 3 ? fopen(argv[1], "rb") : NULL;
   FILE *target = source != NULL ? fopen(argv[2], "wb") : NULL;

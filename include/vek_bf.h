@@ -27,7 +27,7 @@
  * int enhance(const int16_t *in, int16_t *out, int blocks)
  * {
  *     VekBfInit array = {0};
- *     VekBfConfig config = {0.5f, 5};
+ *     VekBfConfig config = {0.5f, 3};
  *     array.sampleRate = 16000;
  *     array.bitWidth = 16;
  *     array.micNum = 2;
