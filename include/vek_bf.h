@@ -179,7 +179,10 @@ typedef struct VekBfInit {
   float micCoordinate[VEK_BF_MAX_MICS][2]; /**< x, y of each microphone, metres */
 } VekBfInit;
 
-/** What may change with every configuration. */
+/**
+ * What may change with every configuration. The threshold belongs to the detector's own decision on
+ * speech, which no output sample depends on.
+ */
 typedef struct VekBfConfig {
   float vadThreshold; /**< probability above which a frame counts as speech, 0 to 1 */
   uint32_t intensity; /**< 0 to 10, tenths of presence gain: below, the reference is attenuated */
