@@ -5,7 +5,9 @@ set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 set(CMAKE_C_FLAGS_INIT "-mcpu=cortex-a7 -mfpu=neon-vfpv4 -mfloat-abi=hard")
 set(CMAKE_CXX_FLAGS_INIT "-mcpu=cortex-a7 -mfpu=neon-vfpv4 -mfloat-abi=hard")
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf)
+# (The emulated loader would otherwise find libraries of this architecture that the machine has itself, of another
+# version than the loader: threads and forks then crash.)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf;-E;LD_LIBRARY_PATH=/usr/arm-linux-gnueabihf/lib)
 if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=address")
   # Leaks are looked for with a system call that the emulator lacks. (Sanitizers read the environment of the emulator,
   # not the one that it gives its program.)

@@ -15,7 +15,9 @@ import subprocess
 import sys
 import tempfile
 
-EMULATOR = ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"]
+ROOT = "/usr/arm-linux-gnueabihf"
+# (The emulated loader would otherwise find libraries of this architecture that the machine has itself.)
+EMULATOR = ["qemu-arm", "-L", ROOT, "-E", f"LD_LIBRARY_PATH={ROOT}/lib"]
 COUNTS = {False: (20, 60), True: (100, 300)}  # for a stage, and for a whole block: some content of the signal
 ALLOWANCE = 1.02
 MODEL = "model/"

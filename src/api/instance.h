@@ -72,7 +72,7 @@ struct VekBfInstance {
 
   // Framing.
   float micHistory[vekbf::kMaxMics][vekbf::kFrameSize];      // oldest sample first
-  float fftScratch[vekbf::kMaxMics][vekbf::kFrameSize];      // windowed in place by the transform
+  float fftScratch[vekbf::kMaxMics][vekbf::kFrameSize];      // its windowed copy
   Complex micSpectrum[vekbf::kMaxMics][vekbf::kBinCount];    // this block's spectra
   Complex savedSpectrum[vekbf::kMaxMics][vekbf::kBinCount];  // the frame path's copy of them
 };

@@ -26,6 +26,7 @@ void analyse_block(Instance* instance, const int16_t* in) {
     float* scratch = instance->fftScratch[m];
     const bool done =
         fft_analyse(instance->fftState, history, scratch, as_floats(instance->micSpectrum[m]));
+    // A transform that was refused has windowed nothing.
     if (!done) std::memcpy(scratch, history, sizeof instance->fftScratch[m]);
   }
 }

@@ -7,9 +7,9 @@ namespace vekbf::fft {
 
 // The real transforms with the window multiplied in on the way: the same values as a loop over the
 // samples before or after them, without a further journey through memory. Samples 2*ncfft and up
-// (the last one of an odd frame) are left alone. False, and nothing written, where the plan is null
-// or of a size that cannot be transformed.
-// `windowed`, which may be `in`, receives the windowed samples.
+// (the last one of an odd frame) are not written. False, and nothing written, where the plan is
+// null or of a size that cannot be transformed. `windowed`, which may be `in`, receives the
+// windowed samples.
 bool windowed_forward(Complex* out, const float* in, float* windowed, const float* window,
                       const RealFftPlan* plan);
 bool windowed_inverse(float* out, const Complex* in, const float* window, const RealFftPlan* plan);

@@ -26,6 +26,7 @@ void fill_constant(Complex* row, float phi, int first) {
   for (int k = first; k <= kLast; ++k) row[k] = value;
 }
 
+// Two library calls per value: the definition, for phases beyond the table's domain.
 void fill_plain(Complex* row, double step, int first) {
   for (int k = first; k <= kLast; ++k) {
     const double phi = static_cast<double>(phase(k, step));
@@ -33,7 +34,8 @@ void fill_plain(Complex* row, double step, int first) {
   }
 }
 
-// A whole number of groups.
+// A whole number of groups. Phases below kPhasorTiny come out by the table too: in its first
+// direction their cosine rounds to 1 and their sine to themselves.
 void fill_by_table(Complex* row, double step, int first) {
   using simd::f32x4;
   const float start = static_cast<float>(first);
@@ -49,8 +51,6 @@ void fill_by_table(Complex* row, double step, int first) {
 
 }  // namespace
 
-void fill_phasor_row_plain(Complex* row, double step) { fill_plain(row, step, 1); }
-
 void fill_phasor_row(Complex* row, double step, int first) {
   const float largest = std::fabs(phase(kLast, step));
   if (step == 0.0) {
@@ -65,8 +65,10 @@ void fill_phasor_row(Complex* row, double step, int first) {
 }
 
 int derive_phasor_row(Complex* row, double step, const Complex* other, double other_step) {
-  const bool usual = std::fabs(phase(kLast, step)) <= kPhasorLimit && step != 0.0;
-  if (!usual) return 1;
+  // Steps of 0 and -0 are equal but for the signs in their rows, and what the library functions
+  // give beyond the table's domain need not be symmetrical.
+  const bool derivable = std::fabs(phase(kLast, step)) <= kPhasorLimit && step != 0.0;
+  if (!derivable) return 1;
   if (step == other_step) {
     std::copy_n(other + 1, kLast, row + 1);
     return kBinCount;

@@ -63,7 +63,7 @@ void seed(Mcra2State& state, const float* power) {
 constexpr float kTinyPower = 0x1p-60f;
 
 // Whether a bin's new and old power are both that small, and not both zero. By their
-// representations, which are in the order of the numbers.
+// representations, which are in the order of the numbers, as powers are not negative.
 [[maybe_unused]] bool any_tiny(const float* power, const float* smooth, int32_t count) {
   uint32_t least = UINT32_MAX;  // less one, which makes a zero the largest
   for (int32_t k = 0; k < count; ++k) {

@@ -8,8 +8,8 @@
 // A lane type V (f32x4 of a backend, or the one-lane f32x1) has
 //   V::kLanes, V::load(p), V::splat(x), v.store(p)         no alignment needed
 //   a + b, a - b, a * b, a / b                             IEEE single, each rounded
-//   plus_product(a, b, c), minus_product(a, b, c)          a + b * c, a - b * c, the product
-//   rounded greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
+//   plus_product(a, b, c), minus_product(a, b, c)          a + b * c, a - b * c, b * c rounded
+//   greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
 //   select(mask, a, b)                                     a where the mask is set, else b
 //   load_pairs<V>(p), store_pairs(p, c)                    complex values, split into re and im
 //   copy_pairs<V>(to, from)                                copies, and gives what was copied

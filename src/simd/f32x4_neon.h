@@ -103,7 +103,7 @@ inline f32x4 reverse(f32x4 a) {
 }
 
 // gcc 12 moves vectors about, some by way of the stack, to give the intrinsics of the next three
-// operations, and that of a store of pairs, neighbouring registers; these instructions need none.
+// operations neighbouring registers; these instructions need none.
 
 // a0 b0 a1 b1 and a2 b2 a3 b3.
 inline void interleave(f32x4& a, f32x4& b) {
@@ -183,12 +183,13 @@ inline f32x4 reciprocal_two_step(f32x4 d) {
 // which.
 inline void store_pairs(Complex* p, Pairs<f32x4> c) {
 #if !defined(__aarch64__) && !defined(__clang__)
-  register float32x4_t re __asm__("q8") = c.re.v;
-  register float32x4_t im __asm__("q9") = c.im.v;
   struct Group {
     Complex values[4];
   };
-  __asm__("vst2.32 {d16-d19}, %0" : "=Q"(*reinterpret_cast<Group*>(p)) : "w"(re), "w"(im));
+  Group& group = *reinterpret_cast<Group*>(p);
+  register float32x4_t re __asm__("q8") = c.re.v;
+  register float32x4_t im __asm__("q9") = c.im.v;
+  __asm__("vst2.32 {d16-d19}, %0" : "=Q"(group) : "w"(re), "w"(im));
 #else
   float32x4x2_t both;
   both.val[0] = c.re.v;

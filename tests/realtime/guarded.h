@@ -52,8 +52,7 @@ class Guarded {
 
 inline sigjmp_buf after_fault;
 
-// Whether the access runs into a protected page. (A death test would fork, which the user-mode
-// emulator of 32-bit ARM does not survive.)
+// Whether the access runs into a protected page. (Without a fork, which emulators make dear.)
 template <class Access>
 bool faults(Access&& access) {
   struct sigaction handler {};
