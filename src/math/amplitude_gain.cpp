@@ -7,6 +7,12 @@
 
 namespace vekbf {
 
+namespace {
+
+bool same(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b); }
+
+}  // namespace
+
 float amplitude_gain_plain(float v, float gamma) {
   constexpr double kHalfSqrtPi = 0.886226925452758;
   const double half = static_cast<double>(0.5f * v);
@@ -18,11 +24,13 @@ float amplitude_gain_plain(float v, float gamma) {
 }
 
 void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
-                         int lanes) {
+                         int lanes, KnownGain& known) {
   for (int i = 0; i < lanes; ++i) {
-    if (std::bit_cast<uint32_t>(low[i]) != std::bit_cast<uint32_t>(high[i])) {
-      low[i] = amplitude_gain_plain(v[i], gamma[i]);
+    if (same(low[i], high[i])) continue;
+    if (!same(v[i], known.v) || !same(gamma[i], known.gamma)) {
+      known = {v[i], gamma[i], amplitude_gain_plain(v[i], gamma[i])};
     }
+    low[i] = known.gain;
   }
 }
 

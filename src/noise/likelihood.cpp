@@ -25,8 +25,8 @@ struct ByTable {
     return log_rounded(a);
   }
   template <class V>
-  static V gain(V v, V gamma) {
-    return amplitude_gain(v, gamma);
+  static V gain(V v, V gamma, KnownGain& known) {
+    return amplitude_gain(v, gamma, known);
   }
   template <class V>
   static V power(V gain, V gamma, V v) {
@@ -44,7 +44,7 @@ struct ByLibrary {
     return V::load(x);
   }
   template <class V>
-  static V gain(V v, V gamma) {
+  static V gain(V v, V gamma, KnownGain&) {
     float x[V::kLanes], y[V::kLanes];
     v.store(x);
     gamma.store(y);
@@ -115,11 +115,12 @@ void gains(VadState& state) {
   const float* const scaledSnr = state.scaledSnr;
   float* const gain = state.gain;
   float* const speechPowerRatio = state.speechPowerRatio;
-  simd::for_each_lane(state.binCount, [=](auto lane, int k) {
+  KnownGain known;
+  simd::for_each_lane(state.binCount, [=, &known](auto lane, int k) {
     using V = decltype(lane);
     const V gamma = V::load(postSnr + k);
     const V v = V::load(scaledSnr + k);
-    const V g = Functions::gain(v, gamma);
+    const V g = Functions::gain(v, gamma, known);
     g.store(gain + k);
     Functions::power(g, gamma, v).store(speechPowerRatio + k);
   });

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "math/log_table.h"
@@ -24,7 +25,8 @@ template <class V>
 uint64_t mismatches(const float* gamma) {
   float v[V::kLanes], actual[V::kLanes];
   for (int i = 0; i < V::kLanes; ++i) v[i] = scaled_snr(gamma[i]);
-  amplitude_gain(V::load(v), V::load(gamma)).store(actual);
+  KnownGain known;
+  amplitude_gain(V::load(v), V::load(gamma), known).store(actual);
   uint64_t bad = 0;
   for (int i = 0; i < V::kLanes; ++i) {
     const float expected = amplitude_gain_plain(v[i], gamma[i]);
@@ -93,7 +95,8 @@ TYPED_TEST(AmplitudeGain, IsNotANumberForNegativeArguments) {
     v[i] = scaled_snr(gamma[i]);
     ASSERT_LT(v[i], 0.0f);
   }
-  amplitude_gain(TypeParam::load(v), TypeParam::load(gamma)).store(actual);
+  KnownGain known;
+  amplitude_gain(TypeParam::load(v), TypeParam::load(gamma), known).store(actual);
   for (const float g : actual) EXPECT_TRUE(std::isnan(g));
 }
 
@@ -110,13 +113,14 @@ constexpr float kHardCases[][2] = {
 };
 
 TYPED_TEST(AmplitudeGain, RoundsTheHardestArgumentsAsTheLibraryDoes) {
+  KnownGain known;
   for (const auto& [hard, expected] : kHardCases) {
     float gamma[TypeParam::kLanes], v[TypeParam::kLanes], actual[TypeParam::kLanes];
     for (int i = 0; i < TypeParam::kLanes; ++i) {
       gamma[i] = i % 2 == 0 ? hard : 1.0f;
       v[i] = scaled_snr(gamma[i]);
     }
-    amplitude_gain(TypeParam::load(v), TypeParam::load(gamma)).store(actual);
+    amplitude_gain(TypeParam::load(v), TypeParam::load(gamma), known).store(actual);
     for (int i = 0; i < TypeParam::kLanes; ++i) {
       const float rest = amplitude_gain_plain(v[i], 1.0f);
       EXPECT_TRUE(same_bits(actual[i], i % 2 == 0 ? expected : rest)) << std::hexfloat << hard;
@@ -131,11 +135,44 @@ TEST(AmplitudeGainRedo, TouchesOnlyTheLanesThatDiffer) {
   const float gamma[4] = {5.0f, 6.0f, 7.0f, 8.0f};
   float v[4];
   for (int i = 0; i < 4; ++i) v[i] = scaled_snr(gamma[i]);
-  amplitude_gain_redo(low, high, v, gamma, 4);
+  KnownGain known;
+  amplitude_gain_redo(low, high, v, gamma, 4, known);
   EXPECT_EQ(low[0], 1.0f);
   EXPECT_EQ(low[1], amplitude_gain_plain(v[1], gamma[1]));
   EXPECT_EQ(low[2], amplitude_gain_plain(v[2], gamma[2]));
   EXPECT_EQ(low[3], 4.0f);
+}
+
+TEST(AmplitudeGainRedo, GivesEachLaneItsOwnGainAlsoWhereNeighboursShareAnArgument) {
+  const float gamma[] = {5.0f, 5.0f, 6.0f, 6.0f, 5.0f, 5.0f, 0.0f};
+  const float v[] = {4.0f, 4.0f, 4.0f, 3.0f, 3.0f, 3.0f, 0.0f};
+  const float high[] = {1.0f, 1.0f, 1.0f, 1.0f, 2.0f, 1.0f, 1.0f};
+  for (const int lanes : {1, 4, 7}) {
+    KnownGain known;
+    float low[7] = {0.0f, 0.0f, 0.0f, 0.0f, 2.0f, 0.0f, 0.0f};
+    for (int i = 0; i < 7; i += lanes) {
+      amplitude_gain_redo(low + i, high + i, v + i, gamma + i, std::min(lanes, 7 - i), known);
+    }
+    for (const int i : {0, 1, 2, 3, 5, 6}) {
+      EXPECT_TRUE(same_bits(low[i], amplitude_gain_plain(v[i], gamma[i]))) << i;
+    }
+    EXPECT_EQ(low[4], 2.0f);
+  }
+}
+
+TEST(AmplitudeGainRedo, StartsWithWhatIsTrue) {
+  const KnownGain known;
+  EXPECT_TRUE(same_bits(amplitude_gain_plain(known.v, known.gamma), known.gain));
+}
+
+TEST(AmplitudeGainRedo, AsksOnlyOnceForOneArgument) {
+  // A gain that nobody could have computed shows where it came from.
+  KnownGain known = {4.0f, 5.0f, 77.0f};
+  const float gamma[] = {5.0f, 5.0f}, v[] = {4.0f, 4.0f}, high[] = {1.0f, 1.0f};
+  float low[] = {0.0f, 0.0f};
+  amplitude_gain_redo(low, high, v, gamma, 2, known);
+  EXPECT_EQ(low[0], 77.0f);
+  EXPECT_EQ(low[1], 77.0f);
 }
 
 TEST(Tables, FitIntoASmallCacheTogether) {
