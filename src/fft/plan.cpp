@@ -33,16 +33,11 @@ RealFftPlan* lay_out(void* block, int32_t ncfft) {
   return plan;
 }
 
-// Cosine and sine of a single-precision phase, rounded from double precision.
+// Cosine and sine of a single-precision phase of one turn at most, rounded from double precision.
 Complex unit_at(float phase) {
-  const float size = std::fabs(phase);
-  if (size < vekbf::kPhasorTiny) return {1.0f, phase};
-  if (size <= vekbf::kPhasorLimit) {
-    const auto value = vekbf::phasor(vekbf::simd::f32x1{phase});
-    return {value.re.v, -value.im.v};
-  }
-  return {static_cast<float>(std::cos(static_cast<double>(phase))),
-          static_cast<float>(std::sin(static_cast<double>(phase)))};
+  if (std::fabs(phase) < vekbf::kPhasorTiny) return {1.0f, phase};
+  const auto value = vekbf::phasor(vekbf::simd::f32x1{phase});
+  return {value.re.v, -value.im.v};
 }
 
 // One line per stage but the first one executed, in the order of execution. The products of the

@@ -7,9 +7,9 @@
 //   subnormal_stages [BLOCKS] [KIND...]
 //
 // The stages of the adaptive frame run one by one here; the samples are compared with VekBf_Run's.
-// Kinds are the names of tests/support/signals.h, and "opposed-" before one of them: its first
-// channel with alternating signs in four microphones, straight ahead, after a second of the signal
-// itself.
+// Kinds are the names of tests/support/signals.h; "opposed-" before one of them: its first channel
+// with alternating signs in four microphones, straight ahead, after a second of the signal itself;
+// and "fading-" before one: eight seconds of it, then one-bit noise for ever.
 #include <xmmintrin.h>
 
 #include <algorithm>
@@ -37,7 +37,8 @@ namespace vekbf::test {
 namespace {
 
 constexpr int kMics = 4;
-constexpr int kOpenSecond = 125;  // blocks before an opposed stream is opposed
+constexpr int kOpenSecond = 125;    // blocks before an opposed stream is opposed
+constexpr int kLoudSeconds = 1000;  // blocks before a fading one falls silent
 constexpr const char* kStages[] = {"transform", "steering",  "fixed beam", "detector",
                                    "gain",      "canceller", "synthesis"};
 constexpr size_t kStageCount = std::size(kStages);
@@ -126,9 +127,10 @@ void oppose(int16_t* block) {
 }
 
 bool search(const std::string& name, int64_t blocks) {
-  const std::string prefix = "opposed-";
-  const bool opposed = name.rfind(prefix, 0) == 0;
-  Signal signal(kind_of(opposed ? name.substr(prefix.size()) : name), 1, kMics);
+  const bool opposed = name.starts_with("opposed-");
+  const bool fading = name.starts_with("fading-");
+  Signal signal(kind_of(opposed || fading ? name.substr(name.find('-') + 1) : name), 1, kMics);
+  Signal silence(SignalKind::kOneBit, 2, kMics);
   Beam whole("refused");
   Beam staged("refused");
   Sightings seen{};
@@ -138,7 +140,7 @@ bool search(const std::string& name, int64_t blocks) {
   {
     const Quiet quiet;
     for (int64_t b = 1; b <= blocks && same; ++b) {
-      signal.block(in);
+      (fading && b > kLoudSeconds ? silence : signal).block(in);
       if (opposed && b > kOpenSecond) oppose(in);
       const int32_t counter = whole.handle->blockCounter;
       const int32_t angle = opposed ? 90 : 60;
@@ -175,6 +177,7 @@ int main(int count, char** arguments) {
     for (const char* kind : {"noise", "onebit", "ends", "sparse"}) {
       names.push_back(std::string("opposed-") + kind);
     }
+    names.push_back("fading-talker");
   }
   bool same = true;
   for (const std::string& name : names) same = vekbf::test::search(name, blocks) && same;

@@ -74,6 +74,18 @@ TYPED_TEST(PairsOf, ProductWithTheConjugate) {
                    });
 }
 
+TYPED_TEST(PairsOf, ACopyIsExactAndIsGivenBack) {
+  constexpr int kCount = TypeParam::kLanes;
+  Complex from[kCount], to[kCount + 1], given[kCount];
+  Random random(8);
+  for (Complex& value : from) value = {random.any_float(), random.any_float()};
+  to[kCount] = {7.0f, 7.0f};
+  store_pairs(given, simd::copy_pairs<TypeParam>(to, from));
+  EXPECT_TRUE(same_spectra(to, from, kCount));
+  EXPECT_TRUE(same_spectra(given, from, kCount));
+  EXPECT_EQ(to[kCount].re, 7.0f);
+}
+
 TYPED_TEST(PairsOf, ARealGainMultipliesBothParts) {
   check<TypeParam>(
       [](auto a, auto b) { return b.re * a; },

@@ -93,13 +93,15 @@ TEST(PhasorRow, RandomStepsOfAnyMagnitude) {
 
 TEST(PhasorRow, ARowBegunInTheMiddleLeavesTheRestAlone) {
   for (const double step : {0.0, 1e-10, 0.3, -1.7, 1e6}) {
-    Complex row[kBinCount];
-    for (Complex& value : row) value = {7.0f, 7.0f};
-    fill_phasor_row(row, step, 129);
-    for (int k = 0; k < 129; ++k) ASSERT_TRUE(row[k].re == 7.0f && row[k].im == 7.0f) << k;
-    for (int k = 129; k < kBinCount; ++k) {
-      const Complex expected = expected_value(k, step);
-      ASSERT_TRUE(test::same_spectra(&row[k], &expected, 1)) << step << " bin " << k;
+    for (const int first : {129, 2, 255, 256}) {  // whole groups of lanes, and not
+      Complex row[kBinCount];
+      for (Complex& value : row) value = {7.0f, 7.0f};
+      fill_phasor_row(row, step, first);
+      for (int k = 0; k < first; ++k) ASSERT_TRUE(row[k].re == 7.0f && row[k].im == 7.0f) << k;
+      for (int k = first; k < kBinCount; ++k) {
+        const Complex expected = expected_value(k, step);
+        ASSERT_TRUE(test::same_spectra(&row[k], &expected, 1)) << step << " bin " << k;
+      }
     }
   }
 }
