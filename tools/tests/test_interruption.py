@@ -110,6 +110,37 @@ class InterruptionTest(ToolTest):
         self.assertEqual(sorted(os.listdir(results)), ["a.wav", "b.wav"])
         self.assertGreater(len(read_wav(results / "a.wav")[2]), 100)
 
+    def interrupt_silent_pipe(self, ready, *arguments):
+        """Stops a run with a named pipe that says nothing, once `ready()`; returns its standard error."""
+        pipe = self.folder / "silent.wav"
+        os.mkfifo(pipe)
+        command = [TOOL, "process", pipe, *arguments, "--mic", "0,0"]
+        with subprocess.Popen(command, stderr=subprocess.PIPE, text=True) as tool:
+            writer = None
+            while writer is None or not ready():
+                self.assertIsNone(tool.poll())
+                time.sleep(0.001)
+                with contextlib.suppress(OSError):  # refused until there is a reader
+                    writer = writer or os.open(pipe, os.O_WRONLY | os.O_NONBLOCK)
+            tool.send_signal(signal.SIGINT)
+            self.assertEqual(tool.wait(timeout=30), 130)
+            os.close(writer)
+            return tool.stderr.read()
+
+    def test_a_named_pipe_that_says_nothing_can_be_given_up(self):
+        said = self.interrupt_silent_pipe(lambda: True, self.output)
+        self.assertRegex(said, r"\Avekbf: interrupted before anything came from '[^\n]+silent\.wav'\n\Z")
+        self.assertEqual(os.listdir(self.folder), ["silent.wav"])
+
+    @unittest.skipIf(len(os.sched_getaffinity(0)) < 2, "one processor does one file after the other")
+    def test_nor_do_other_files_wait_for_it(self):
+        write_wav(self.folder / "good.wav", noise(3000))
+        results = self.folder / "results"
+        good = self.folder / "good.wav"
+        said = self.interrupt_silent_pipe((results / "good.wav").exists, good, "--out-dir", results)
+        self.assertRegex(said, r"silent\.wav'\nvekbf: interrupted: 1 of 2 files are complete\n\Z")
+        self.assertEqual(len(read_wav(results / "good.wav")[2]), 3000)
+
     def test_a_signal_that_was_ignored_stays_ignored(self):
         command = f'trap "" INT; exec "{TOOL}" process - "{self.output}" --mic 0,0 --rate 16000'
         with subprocess.Popen(["sh", "-c", command], stdin=subprocess.PIPE) as tool:

@@ -66,8 +66,7 @@ InputFile::InputFile(const std::string& path) : path_(path) {
   if (fs::is_regular_file(status) && fs::file_size(path, error) == 0)
     throw RunError("'" + path + "' is empty");
 
-  file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
-  if (!file_) throw RunError("cannot read '" + path + "' as a WAV file: " + sf_strerror(nullptr));
+  file_ = open_to_read(path, info_, "cannot read '" + path + "' as a WAV file");
   if (!is_readable_wav(info_.format)) {
     throw RunError("'" + path + "' is " + format_name(info_.format) +
                    "; a WAV file of 16, 24 or 32-bit or float samples is needed");
@@ -110,8 +109,7 @@ OutputFile::OutputFile(const std::string& path, const std::vector<std::string>& 
   info.samplerate = sampleRate;
   info.channels = 1;
   info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  file_.reset(sf_open(partPath_.c_str(), SFM_WRITE, &info));
-  if (!file_) throw RunError("cannot write '" + partPath_ + "': " + sf_strerror(nullptr));
+  file_ = open_to_write(partPath_, info, "cannot write '" + partPath_ + "'");
 }
 
 OutputFile::~OutputFile() {

@@ -5,18 +5,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "sound.h"
 #include "stream.h"
 
 namespace vekbf_tool {
-
-struct CloseSound {
-  void operator()(SNDFILE* file) const { sf_close(file); }
-};
-using Sound = std::unique_ptr<SNDFILE, CloseSound>;
 
 // A WAV file with a whole and non-empty amount of audio. Of a named pipe the amount may be unknown,
 // and is then what comes. Every member throws RunError.
