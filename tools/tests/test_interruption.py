@@ -216,12 +216,11 @@ class ProgressTest(ToolTest):
         outer, inner = os.openpty()
         command = [TOOL, "process", *map(str, arguments), "--mic", "0,0"]
         subprocess.run(command, stdin=stdin, stderr=inner, check=True, timeout=60)
-        os.set_blocking(outer, False)
-        try:
-            shown = os.read(outer, 65536)
-        except BlockingIOError:
-            shown = b""
         os.close(inner)
+        shown = b""
+        with contextlib.suppress(OSError):  # which says that all has been read
+            while True:
+                shown += os.read(outer, 65536)
         os.close(outer)
         return shown.decode()
 
