@@ -57,12 +57,12 @@ if grep -q -e '-fsanitize=memory' "$build/CMakeCache.txt"; then
 fi
 if grep -q -e '-fsanitize=thread' "$build/CMakeCache.txt"; then
   # Instances share a number.
-  plant realtime/parallel_test src/api/run_block.cpp '  instance->steerAngle = angle;' '  static int angles = 0; angles += angle; instance->steerAngle = angle;'
+  plant realtime/parallel_test src/api/run_block.cpp '  instance->steerAngle = angle;' '  static volatile int angles = 0; angles = angles + angle; instance->steerAngle = angle;'
   exit $bad
 fi
 if grep -q -e '-fsanitize=address' "$build/CMakeCache.txt"; then
   # One float too many; an angle that overflows.
-  plant memory/plain_scenes src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
+  plant memory/plain_scenes src/fft/fft.cpp 'i < count; ++i) out' 'i <= count; ++i) out'
   plant memory/plain_scenes src/api/run_block.cpp '  instance->steerAngle = angle;' '  instance->steerAngle = angle + angle;'
   exit $bad
 fi
@@ -72,7 +72,7 @@ plant memory/every_allocation_test src/noise/vad.cpp 'if (state->mcra == nullptr
 plant memory/every_allocation_test src/api/apply_config.cpp '  if (instance->vadState != nullptr) vad_free(instance->vadState);' ''
 plant memory/every_allocation_test src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
 plant memory/process_memory src/fft/fft.cpp 'if (!is_complete(\*state))' 'if (!is_complete(*state) \&\& size == 7)'
-plant memory/guarded_heap_test src/fft/fft.cpp 'i < count; ++i) samples' 'i <= count; ++i) samples'
+plant memory/guarded_heap_test src/fft/fft.cpp 'i < count; ++i) out' 'i <= count; ++i) out'
 plant memory/guarded_heap_test src/noise/mcra2.cpp 'k < binCount; ++k) {' 'k <= binCount; ++k) {'
 # A block's zero test reads one sample too many; the output is one sample too long; a record is copied too far.
 plant realtime/guard_pages_test src/api/framing.cpp 'for (int i = 0; i < kHopSize; ++i) sum' 'for (int i = 0; i <= kHopSize; ++i) sum'
