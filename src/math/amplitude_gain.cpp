@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/amplitude_gain.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -23,14 +24,20 @@ float amplitude_gain_plain(float v, float gamma) {
   return static_cast<float>(scale * decay * bessel);
 }
 
+float KnownGains::of(float v, float gamma) {
+  const int known = std::min(asked, kCases);
+  for (int i = 0; i < known; ++i) {
+    if (same(v, cases[i].v) && same(gamma, cases[i].gamma)) return cases[i].gain;
+  }
+  Case& oldest = cases[asked++ % kCases];
+  oldest = {v, gamma, amplitude_gain_plain(v, gamma)};
+  return oldest.gain;
+}
+
 void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
-                         int lanes, KnownGain& known) {
+                         int lanes, KnownGains& known) {
   for (int i = 0; i < lanes; ++i) {
-    if (same(low[i], high[i])) continue;
-    if (!same(v[i], known.v) || !same(gamma[i], known.gamma)) {
-      known = {v[i], gamma[i], amplitude_gain_plain(v[i], gamma[i])};
-    }
-    low[i] = known.gain;
+    if (!same(low[i], high[i])) low[i] = known.of(v[i], gamma[i]);
   }
 }
 

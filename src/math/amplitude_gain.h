@@ -20,7 +20,6 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 
 #include "math/gain_table.h"
 #include "simd/f64x4.h"
@@ -39,18 +38,26 @@ inline constexpr float kSmallGainFrom = 170.0f;
 // The definition, for any floats.
 float amplitude_gain_plain(float v, float gamma);
 
-// The arguments and result of the last call of the definition. Bins of one power are one case for
-// the table: a lone pulse gives all bins of a frame the same, and each for itself in the
-// mathematics library would take twice as long as all the rest of the block.
-struct KnownGain {
-  float v = 0.0f;
-  float gamma = 0.0f;
-  float gain = std::numeric_limits<float>::quiet_NaN();  // what the definition makes of zeros
+// The definition, asked once for each of the last few arguments. Bins of one power are one case for
+// the table: one or two pulses in every block leave a frame five powers at most, and each bin for
+// itself in the mathematics library would take twice as long as all the rest of the block.
+struct KnownGains {
+  struct Case {
+    float v;
+    float gamma;
+    float gain;
+  };
+  static constexpr int kCases = 8;
+
+  float of(float v, float gamma);
+
+  int asked = 0;  // how often a new case was, so that a frame need not clear them
+  Case cases[kCases];
 };
 
 // Redoes the lanes in which `low` and `high` differ.
 void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
-                         int lanes, KnownGain& known);
+                         int lanes, KnownGains& known);
 
 // gain^2 gamma in the order gain (gain gamma). From v = 140 on a gain lies below 1e-30 and the
 // result is zero; saying so keeps subnormals out of the product.
@@ -88,7 +95,7 @@ inline void load_tails(const size_t* cells, V& a, V& b, V& c, V& d) {
 }  // namespace detail
 
 template <class V>
-[[gnu::always_inline]] inline V amplitude_gain(V v, V gamma, KnownGain& known) {
+[[gnu::always_inline]] inline V amplitude_gain(V v, V gamma, KnownGains& known) {
   using namespace simd;
   using I = decltype(bits_of(v));
   using W = decltype(widen(v));

@@ -25,7 +25,7 @@ struct ByTable {
     return log_rounded(a);
   }
   template <class V>
-  static V gain(V v, V gamma, KnownGain& known) {
+  static V gain(V v, V gamma, KnownGains& known) {
     return amplitude_gain(v, gamma, known);
   }
   template <class V>
@@ -44,7 +44,7 @@ struct ByLibrary {
     return V::load(x);
   }
   template <class V>
-  static V gain(V v, V gamma, KnownGain&) {
+  static V gain(V v, V gamma, KnownGains&) {
     float x[V::kLanes], y[V::kLanes];
     v.store(x);
     gamma.store(y);
@@ -115,7 +115,7 @@ void gains(VadState& state) {
   const float* const scaledSnr = state.scaledSnr;
   float* const gain = state.gain;
   float* const speechPowerRatio = state.speechPowerRatio;
-  KnownGain known;
+  KnownGains known;
   simd::for_each_lane(state.binCount, [=, &known](auto lane, int k) {
     using V = decltype(lane);
     const V gamma = V::load(postSnr + k);

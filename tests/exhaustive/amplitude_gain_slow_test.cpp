@@ -29,7 +29,7 @@ TEST(AmplitudeGainExhaustive, EveryRatioOfTheDomain) {
       v[i] = scaled_snr(gamma[i]);
       a[i] = priori_snr(gamma[i]) + 1.0f;
     }
-    KnownGain known;
+    KnownGains known;
     amplitude_gain(V::load(v), V::load(gamma), known).store(gain);
     gain_power(V::load(gain), V::load(gamma), V::load(v)).store(power);
     log_rounded(V::load(a)).store(logarithm);

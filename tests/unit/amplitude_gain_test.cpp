@@ -25,7 +25,7 @@ template <class V>
 uint64_t mismatches(const float* gamma) {
   float v[V::kLanes], actual[V::kLanes];
   for (int i = 0; i < V::kLanes; ++i) v[i] = scaled_snr(gamma[i]);
-  KnownGain known;
+  KnownGains known;
   amplitude_gain(V::load(v), V::load(gamma), known).store(actual);
   uint64_t bad = 0;
   for (int i = 0; i < V::kLanes; ++i) {
@@ -95,7 +95,7 @@ TYPED_TEST(AmplitudeGain, IsNotANumberForNegativeArguments) {
     v[i] = scaled_snr(gamma[i]);
     ASSERT_LT(v[i], 0.0f);
   }
-  KnownGain known;
+  KnownGains known;
   amplitude_gain(TypeParam::load(v), TypeParam::load(gamma), known).store(actual);
   for (const float g : actual) EXPECT_TRUE(std::isnan(g));
 }
@@ -113,7 +113,7 @@ constexpr float kHardCases[][2] = {
 };
 
 TYPED_TEST(AmplitudeGain, RoundsTheHardestArgumentsAsTheLibraryDoes) {
-  KnownGain known;
+  KnownGains known;
   for (const auto& [hard, expected] : kHardCases) {
     float gamma[TypeParam::kLanes], v[TypeParam::kLanes], actual[TypeParam::kLanes];
     for (int i = 0; i < TypeParam::kLanes; ++i) {
@@ -135,7 +135,7 @@ TEST(AmplitudeGainRedo, TouchesOnlyTheLanesThatDiffer) {
   const float gamma[4] = {5.0f, 6.0f, 7.0f, 8.0f};
   float v[4];
   for (int i = 0; i < 4; ++i) v[i] = scaled_snr(gamma[i]);
-  KnownGain known;
+  KnownGains known;
   amplitude_gain_redo(low, high, v, gamma, 4, known);
   EXPECT_EQ(low[0], 1.0f);
   EXPECT_EQ(low[1], amplitude_gain_plain(v[1], gamma[1]));
@@ -148,7 +148,7 @@ TEST(AmplitudeGainRedo, GivesEachLaneItsOwnGainAlsoWhereNeighboursShareAnArgumen
   const float v[] = {4.0f, 4.0f, 4.0f, 3.0f, 3.0f, 3.0f, 0.0f};
   const float high[] = {1.0f, 1.0f, 1.0f, 1.0f, 2.0f, 1.0f, 1.0f};
   for (const int lanes : {1, 4, 7}) {
-    KnownGain known;
+    KnownGains known;
     float low[7] = {0.0f, 0.0f, 0.0f, 0.0f, 2.0f, 0.0f, 0.0f};
     for (int i = 0; i < 7; i += lanes) {
       amplitude_gain_redo(low + i, high + i, v + i, gamma + i, std::min(lanes, 7 - i), known);
@@ -160,19 +160,20 @@ TEST(AmplitudeGainRedo, GivesEachLaneItsOwnGainAlsoWhereNeighboursShareAnArgumen
   }
 }
 
-TEST(AmplitudeGainRedo, StartsWithWhatIsTrue) {
-  const KnownGain known;
-  EXPECT_TRUE(same_bits(amplitude_gain_plain(known.v, known.gamma), known.gain));
-}
-
-TEST(AmplitudeGainRedo, AsksOnlyOnceForOneArgument) {
-  // A gain that nobody could have computed shows where it came from.
-  KnownGain known = {4.0f, 5.0f, 77.0f};
-  const float gamma[] = {5.0f, 5.0f}, v[] = {4.0f, 4.0f}, high[] = {1.0f, 1.0f};
-  float low[] = {0.0f, 0.0f};
-  amplitude_gain_redo(low, high, v, gamma, 2, known);
-  EXPECT_EQ(low[0], 77.0f);
-  EXPECT_EQ(low[1], 77.0f);
+TEST(AmplitudeGainRedo, AsksOnceForEachOfTheLastArguments) {
+  KnownGains known;
+  const auto gamma_of = [](int number) { return 1.0f + static_cast<float>(number); };
+  for (int number = 0; number < 3 * KnownGains::kCases; ++number) {
+    EXPECT_EQ(known.asked, number);
+    const float gain = known.of(1.0f, gamma_of(number));
+    EXPECT_TRUE(same_bits(gain, amplitude_gain_plain(1.0f, gamma_of(number)))) << number;
+    for (int i = std::max(0, number + 1 - KnownGains::kCases); i <= number; ++i) {
+      EXPECT_TRUE(same_bits(known.of(1.0f, gamma_of(i)), amplitude_gain_plain(1.0f, gamma_of(i))));
+    }
+    EXPECT_EQ(known.asked, number + 1);
+  }
+  known.of(1.0f, gamma_of(0));
+  EXPECT_EQ(known.asked, 3 * KnownGains::kCases + 1);
 }
 
 TEST(Tables, FitIntoASmallCacheTogether) {
