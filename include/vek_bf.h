@@ -98,6 +98,12 @@
  * Instances share nothing: each may run in a thread of its own. One instance must not be used
  * by two threads at the same time.
  *
+ * ## The caller's floating-point mode
+ *
+ * May be any: where subnormals are flushed, exceptions trapped or results rounded in another
+ * direction than to nearest, VekBf_SetConfig and VekBf_Run put that aside and back. The samples
+ * are the same.
+ *
  * ## Errors and diagnostics
  *
  * Functions return VEK_BF_OK (0) or one of the VEK_BF_ERR codes, and print one line on standard

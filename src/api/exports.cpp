@@ -14,11 +14,13 @@
 #include "api/run_block.h"
 #include "base/log.h"
 #include "base/saturate.h"
+#include "simd/float_mode.h"
 #include "vek_bf.h"
 
 using vekbf::log_line;
 using vekbf::refuse_null;
 using vekbf::Severity;
+using vekbf::simd::StatedFloatMode;
 
 // Everything else is hidden by a compiler flag.
 #pragma GCC visibility push(default)
@@ -53,6 +55,7 @@ VekBfHandle VekBf_Init(void* workBufAddress, const VekBfInit* bfInit) {
 }
 
 uint32_t VekBf_SetConfig(VekBfHandle handle, const VekBfConfig* config) {
+  const StatedFloatMode mode;
   if (handle == nullptr || config == nullptr) return refuse_null("VekBf_SetConfig");
   const vekbf::ConfigFault fault = vekbf::first_fault(*handle, *config);
   if (fault.code != VEK_BF_OK) {
@@ -80,6 +83,7 @@ uint32_t VekBf_GetInputSamples(VekBfHandle handle, uint32_t* samples) {
 }
 
 uint32_t VekBf_Run(VekBfHandle handle, const int16_t* in, int16_t* out, int32_t angle) {
+  const StatedFloatMode mode;
   return vekbf::run_block(handle, in, out, angle);
 }
 
