@@ -6,12 +6,13 @@
 
 EXPORT is what `llvm-cov export` wrote; several are added up, so that code that only one of the builds has counts there.
 PATHs select files by their beginning below ROOT. Prints a table of the files and every line and branch that was not
-reached. Fails when one of those is not in the list of justified ones, or the list names one that is reached.
+reached. Fails when one of those is not in the list of justified ones, or the list names one that is reached. Each
+entry of the list takes one line or branch: what is missed twice with the same text stands there twice.
 
 With --lines, branches are counted, but none of them is missed.
 A branch is one outcome, true or false, of a condition or of a part of one. Template instantiations are added up.
 A line of FILE: scope | file | line, branch or rest | its text | reason
-"rest" takes everything from the line with that text to the end of the file.
+"rest" alone takes more than one: everything from the line with that text to the end of the file.
 """
 from __future__ import annotations
 
@@ -19,7 +20,7 @@ import argparse
 import json
 import os
 import sys
-from collections import defaultdict
+from collections import Counter, defaultdict
 from typing import NamedTuple
 
 Position = tuple[int, int, int, int]  # line, column, last line, column behind the end
@@ -107,8 +108,8 @@ def read_exports(root: str, prefixes: list[str], exports: list[str]) -> dict[str
 Entry = tuple[str, str, str]  # file, kind, text
 
 
-def read_justified(path: str, scope: str) -> set[Entry]:
-    entries = set()
+def read_justified(path: str, scope: str) -> Counter[Entry]:
+    entries: Counter[Entry] = Counter()
     with open(path, encoding="utf-8") as file:
         for number, line in enumerate(file, 1):
             if not line.strip() or line.startswith("#"):
@@ -117,18 +118,23 @@ def read_justified(path: str, scope: str) -> set[Entry]:
             if len(fields) != 5 or not fields[4] or fields[2] not in ("line", "branch", "rest"):
                 sys.exit(f"{path}:{number}: not \"scope | file | line, branch or rest | text | reason\"")
             if fields[0] == scope:
-                entries.add((fields[1], fields[2], fields[3]))
+                entries[(fields[1], fields[2], fields[3])] += 1
     return entries
 
 
-def justification(gap: Gap, justified: set[Entry], source: list[str]) -> Entry | None:
-    """The entry that covers a gap."""
-    if (gap.path, gap.kind, gap.text) in justified:
-        return gap.path, gap.kind, gap.text
+def justification(gap: Gap, justified: Counter[Entry], used: Counter[Entry], source: list[str]) -> Entry | None:
+    """The entry that covers a gap: a "rest", or one of its own that no other gap has used up."""
     for entry in justified:
         if entry[:2] == (gap.path, "rest") and any(line.strip() == entry[2] for line in source[:gap.line]):
             return entry
-    return None
+    own = (gap.path, gap.kind, gap.text)
+    return own if used[own] < justified[own] else None
+
+
+def stale_entries(justified: Counter[Entry], used: Counter[Entry]) -> list[Entry]:
+    """Every entry that no gap used, as often as that. The gaps use one "rest" together."""
+    once = Counter({entry: min(count, 1) if entry[1] == "rest" else count for entry, count in used.items()})
+    return sorted((justified - once).elements())
 
 
 def percent(reached: int, of: int) -> str:
@@ -148,11 +154,11 @@ def main() -> int:
     files = read_exports(root, options.paths.split(","), options.exports)
     if not files:
         sys.exit(f"no file of {options.paths} in the exports")
-    justified = read_justified(options.justified, options.scope) if options.justified else set()
+    justified = read_justified(options.justified, options.scope) if options.justified else Counter()
 
     totals = [0, 0, 0, 0]  # lines reached, lines, outcomes reached, outcomes
     missed: list[str] = []
-    used: set[Entry | None] = set()
+    used: Counter[Entry] = Counter()
     unexplained = 0
     print(f"{options.scope:40} {'lines':>12} {'':>8} {'branches':>12}")
     for path in sorted(files):
@@ -166,13 +172,14 @@ def main() -> int:
         for gap in gaps:
             if options.lines and gap.kind == "branch":
                 continue
-            entry = justification(gap, justified, source)
-            used.add(entry)
+            entry = justification(gap, justified, used, source)
+            if entry is not None:
+                used[entry] += 1
             unexplained += entry is None
             known = "" if entry is None else " (justified)"
             missed.append(f"{path}:{gap.line}: {gap.kind} not reached{known}: {gap.text}")
     print_row("all", totals)
-    stale = sorted(justified - used)
+    stale = stale_entries(justified, used)
     print("\n".join(missed + [f"{path}: justified, but reached or gone: {kind}: {text}" for path, kind, text in stale]
                     + [f"{len(missed)} not reached, {len(missed) - unexplained} of them justified"]))
     return 1 if unexplained or stale else 0

@@ -91,6 +91,23 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(status, 0, text)
         self.assertIn("4 not reached, 4 of them justified", text)
 
+    def test_an_entry_takes_one_line(self) -> None:
+        # The two unreached lines 3 and 9 have the same text, and so have 4 and 10.
+        self.write("code.cpp", SOURCE.replace("return 1;", "return 7;"))
+
+        def entries(*texts: str) -> str:
+            return "".join(f"library | code.cpp | line | {text} | why\n" for text in texts)
+
+        gaps = self.one(0, 0, [3, 2])
+        status, text = self.report(gaps, justified=entries("return 7;", "}", "}", "int g() {"))
+        self.assertEqual(status, 1, text)
+        self.assertIn("code.cpp:9: line not reached: return 7;", text)
+        status, text = self.report(gaps, justified=entries("return 7;", "return 7;", "}", "}", "int g() {"))
+        self.assertEqual(status, 0, text)
+        status, text = self.report(gaps, justified=entries(*["return 7;"] * 3, "}", "}", "int g() {"))
+        self.assertEqual(status, 1, text)
+        self.assertEqual(text.count("justified, but reached or gone: line: return 7;"), 1, text)
+
     def test_a_reason_for_what_is_reached_is_an_error(self) -> None:
         status, text = self.report(self.one(3, 1, [3, 2]), justified="library | code.cpp | line | return 7; | why\n")
         self.assertEqual(status, 1, text)
