@@ -129,7 +129,7 @@ class Endurance {
     if (hours_.size() >= 8) {
       const float before = *std::max_element(hours_.begin(), hours_.begin() + as_offset(earlier));
       const float after = *std::max_element(hours_.begin() + as_offset(earlier), hours_.end());
-      if (after > 2.0f * before) fault("the weights are still growing");
+      if (after > 1.2f * before) fault("the weights are still growing");
       if (memory_use_.back() > memory_use_[1] + 64) fault("resident memory has grown");
     }
     if (audio < seconds && options_.blocks >= kBlocksPerHour) fault("slower than real time");
