@@ -22,7 +22,7 @@ FUSED = {
 PRODUCT = {"x86": re.compile(r"v?mul[ps][sd]"), "arm": re.compile(r"vn?mul\.f"), "aarch64": re.compile(r"fn?mul")}
 FORMATS = ((r"elf64-x86-64|elf32-i386", "x86"), (r"elf32-littlearm", "arm"), (r"elf64-littleaarch64", "aarch64"))
 # "  1c:\t66 0f 59 c1\tmulpd  %xmm1,%xmm0", with or without the bytes.
-INSTRUCTION = re.compile(r"^\s*[0-9a-f]+:\t(?:[0-9a-f ]+\t)?([a-z][\w.]*)(.*)$")
+INSTRUCTION = re.compile(r"^\s*[0-9a-f]+: *\t(?:[0-9a-f ]+\t)?([a-z][\w.]*)(.*)$")
 
 
 def main():
@@ -42,7 +42,7 @@ def main():
         if FUSED[machine].match(match.group(1)):
             fused.append(line.strip())
     print(f"{machine}: {products} products, {len(fused)} of them fused")
-    if products < 100:
+    if products < 50:
         print("next to no floating-point code: this is not the library")
         return 1
     if wanted == "none":
