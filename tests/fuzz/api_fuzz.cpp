@@ -2,7 +2,7 @@
 //
 // Any sequence of calls with any records, on up to three instances. Calls with a defined result
 // give the plain model's; the others refuse. What was configured is released before its buffer
-// goes.
+// goes or is used again.
 #include <array>
 #include <cstring>
 #include <memory>
@@ -68,9 +68,15 @@ void call(Input& input, std::unique_ptr<Twin>& twin) {
   const bool wild = (what & 0x80) != 0;
   switch (what & 0x0f) {
     case 0:
-    case 1:
       twin.reset();  // frees first
       twin = std::make_unique<Twin>(read_init(input, wild));
+      break;
+    case 1:
+      if (twin == nullptr) {
+        twin = std::make_unique<Twin>(read_init(input, wild));
+      } else {
+        twin->begin_again(read_init(input, wild));
+      }
       break;
     case 2:
       twin.reset();

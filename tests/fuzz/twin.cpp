@@ -36,6 +36,16 @@ Twin::Twin(const VekBfInit& init)
 
 Twin::~Twin() { release(); }
 
+void Twin::begin_again(const VekBfInit& init) {
+  release();
+  // VekBf_Init takes any contents.
+  std::memset(library_buffer_.get(), kDirty, kWorkBufferSize);
+  std::memset(model_buffer_.get(), kDirty, kWorkBufferSize);
+  library_ = VekBf_Init(library_buffer_.get(), &init);
+  model_ = reference::init(model_buffer_.get(), &init);
+  compare("init again");
+}
+
 uint32_t Twin::configure(const VekBfConfig& config) {
   const uint32_t code = VekBf_SetConfig(library_, &config);
   expect(code == reference::set_config(model_, &config), "another code", "set_config");

@@ -33,6 +33,8 @@ class Twin {
   // `in` holds what the library may read: values(), and no more.
   void run(const std::vector<int16_t>& in, int32_t angle);
   void release();
+  // Releases both, and makes new ones of the same buffers.
+  void begin_again(const VekBfInit& init);
   // Gives both detectors a smoothing of their own, if there are any.
   void smooth_detectors(float smoothing);
   // Values of one block; 128 where there is no usable number of microphones.
