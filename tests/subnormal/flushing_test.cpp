@@ -33,14 +33,6 @@ bool is_subnormal(float x) { return x != 0.0f && std::fabs(x) < 0x1p-126f; }
 constexpr int kPulses = 3;
 constexpr int kBlocks = 40;
 
-VekBfInit narrow_pair() {
-  VekBfInit init = array_of(2, VEK_ADAPTIVE_BF);
-  init.sampleRate = 8000;
-  init.micCoordinate[0][0] = 0.0f;
-  init.micCoordinate[1][0] = 0.01f;
-  return init;
-}
-
 std::vector<int16_t> opposed_pulse_or_noise(int block, Random& random) {
   std::vector<int16_t> in(2 * kHopSize);
   if (block < kPulses) {

@@ -55,6 +55,16 @@ inline VekBfInit array_of(int32_t mics, VekBfAlgorithm algorithm = VEK_FIXED_BF,
   return init;
 }
 
+// Two microphones a centimetre apart. Pulses that cancel each other in them leave subnormal powers
+// straight ahead, on which the adaptation to the sound after them depends.
+inline VekBfInit narrow_pair() {
+  VekBfInit init = array_of(2, VEK_ADAPTIVE_BF);
+  init.sampleRate = 8000;
+  init.micCoordinate[0][0] = 0.0f;
+  init.micCoordinate[1][0] = 0.01f;
+  return init;
+}
+
 inline constexpr VekBfConfig kConfig{0.5f, 5};
 
 // An initialised instance that lets go of what it owns at the end of a test.

@@ -32,16 +32,6 @@ constexpr Mode kModes[] = {
     {FE_TOWARDZERO, true, "toward zero, flushing"},
 };
 
-// Pulses that cancel each other in two microphones a centimetre apart leave subnormal powers, on
-// which the adaptation to the noise after them depends.
-VekBfInit narrow_pair() {
-  VekBfInit init = array_of(2, VEK_ADAPTIVE_BF);
-  init.sampleRate = 8000;
-  init.micCoordinate[0][0] = 0.0f;
-  init.micCoordinate[1][0] = 0.01f;
-  return init;
-}
-
 using Run = uint32_t (*)(VekBfHandle, const int16_t*, int16_t*, int32_t);
 
 std::vector<int16_t> play(Beam& beam, Run run) {
