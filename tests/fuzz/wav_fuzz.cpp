@@ -126,7 +126,8 @@ void check_positions(const std::vector<std::string>& words, const MicArray& arra
   size_t next = 0;
   for (size_t i = 0; i < words.size(); ++i) {
     std::string text;
-    if (words[i] == "--mic" && i + 1 < words.size())
+    // CLI11 takes the next word where nothing stands behind the sign.
+    if ((words[i] == "--mic" || words[i] == "--mic=") && i + 1 < words.size())
       text = words[++i];
     else if (words[i].rfind("--mic=", 0) == 0)
       text = words[i].substr(6);
