@@ -2,6 +2,7 @@
 #include "sound.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -33,6 +34,7 @@ int open_when_it_delivers(const std::string& path, const std::string& failure) {
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) throw RunError(failure + ": " + std::strerror(errno));
   if (!wait_readable(descriptor)) {
+    close(descriptor);
     throw Interruption("interrupted before anything came from '" + path + "'");
   }
   fcntl(descriptor, F_SETFL, 0);  // from here on whoever reads may wait
