@@ -107,6 +107,7 @@ void engine(Input& input) {
   fft_real_inverse(out.data(), reinterpret_cast<const Complex*>(bins.data()), ours.get());
   reference::fft_real_inverse(wanted.data(), reinterpret_cast<const Complex*>(bins.data()),
                               theirs.get());
+  if (kPlanted && size > 128) out[2] = -out[2];
   expect_same(out, wanted, "fft_real_inverse");
 
   const int32_t direction = input.byte() % 2;

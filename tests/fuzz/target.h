@@ -13,6 +13,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace vekbf::fuzz {
 
+// Whether this program holds the defect that shows that a target finds one.
+#if defined(VEKBF_PLANTED_DEFECT)
+inline constexpr bool kPlanted = true;
+#else
+inline constexpr bool kPlanted = false;
+#endif
+
 // The library's lines and the tool's help go nowhere; findings go to standard error.
 void silence_standard_output();
 

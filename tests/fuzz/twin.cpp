@@ -66,6 +66,7 @@ void Twin::run(const std::vector<int16_t>& in, int32_t angle) {
   const int32_t processed = library_->blockCounter;
   expect(VekBf_Run(library_, in.data(), out.data(), angle) == VEK_BF_OK, "refused", "run");
   reference::run(model_, in.data(), expected.data(), angle);
+  if (kPlanted && processed > 2 && angle < 0) out[kHopSize - 1] ^= 1;
   expect(out == expected, "another output", "run");
   expect(in == before, "the input was written", "run");
   compare("run");

@@ -110,6 +110,7 @@ void sound(const uint8_t* bytes, size_t size) {
     std::vector<double> samples(count * channels);
     expect(file.read(samples.data(), count) == count, "it ends too soon");
     tally("sound files read to their end");
+    if (kPlanted && channels > 1) samples.back() = -samples.back();
     for (size_t i = 0; plain && i < samples.size(); ++i) {
       const auto value = static_cast<int16_t>(little(bytes + 44 + 2 * i, 2));
       expect(samples[i] == value / 32768.0, "another sample");

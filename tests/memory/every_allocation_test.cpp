@@ -3,6 +3,7 @@
 // Every operation that allocates, with its first allocation failing, then its second, and so on
 // until it asks for no more: once, and with no memory from there on. How the unit tests count
 // blocks is not used here: the walk ends by itself.
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -205,6 +206,26 @@ TEST_P(EveryAllocation, OfALaterConfiguration) {
   for (const VekBfAlgorithm algorithm : {VEK_FIXED_BF, VEK_ADAPTIVE_BF}) {
     walk_configurations(algorithm, true, GetParam());
   }
+}
+
+// The walk notices an operation that keeps a block when an allocation fails.
+TEST(EveryAllocationWalk, FindsALeak) {
+  void* first = nullptr;
+  void* second = nullptr;
+  EXPECT_NONFATAL_FAILURE(
+      {
+        failures_of(
+            false, [] {},
+            [&] {
+              first = malloc(8);
+              second = malloc(8);
+            },
+            [&](bool failed) {
+              free(second);
+              if (!failed) free(first);
+            });
+      },
+      "blocks were leaked");
 }
 
 INSTANTIATE_TEST_SUITE_P(Memory, EveryAllocation, testing::Bool(),

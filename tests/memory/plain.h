@@ -40,8 +40,8 @@ void play_refusals();
 void play_transforms();
 void play_detectors();
 
-// Makes the library read something that nobody wrote: "input", "config", "detector". Where nothing
-// looks, nothing happens. False for any other name.
+// Has the library read an input that nobody wrote ("input"), or gives it an output buffer that is
+// one sample too short ("output"), for a checker to find. False for any other name.
 bool plant(const char* where);
 
 }  // namespace vekbf::plain

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 //   plain_scenes            plays everything
-//   plain_scenes planted X  has the library read uninitialised memory; see plain.h
+//   plain_scenes planted X  makes a mistake with the library's memory; see plain.h
 #include <stdio.h>
 #include <string.h>
 

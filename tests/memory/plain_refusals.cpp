@@ -7,9 +7,8 @@
 #include <climits>
 #include <initializer_list>
 
-#include "api/instance.h"
+#include "base/sizes.h"
 #include "memory/plain.h"
-#include "noise/vad.h"
 #include "vek_bf.h"
 
 namespace vekbf::plain {
@@ -100,32 +99,25 @@ void play_refusals() {
 }
 
 bool plant(const char* where) {
-  const bool input = strcmp(where, "input") == 0;
-  const bool record = strcmp(where, "config") == 0;
-  const bool detector = strcmp(where, "detector") == 0;
-  if (!input && !record && !detector) return false;
+  const bool unwritten_input = strcmp(where, "input") == 0;
+  const bool short_output = strcmp(where, "output") == 0;
+  if (!unwritten_input && !short_output) return false;
 
   constexpr size_t kInputBytes = 2 * VEK_BF_BLOCK_FRAMES * sizeof(int16_t);
+  constexpr size_t kOutputBytes = VEK_BF_BLOCK_FRAMES * sizeof(int16_t);
   auto* in = static_cast<int16_t*>(malloc(kInputBytes));
-  auto* config = static_cast<VekBfConfig*>(malloc(sizeof(VekBfConfig)));
+  auto* out = static_cast<int16_t*>(malloc(short_output ? kOutputBytes - 2 : kOutputBytes));
   void* buffer = malloc(VekBf_GetBufferSize());
-  if (!record) *config = {0.5f, 5};
-  if (!input) memset(in, 1, kInputBytes);
+  if (!unwritten_input) memset(in, 1, kInputBytes);
 
   const VekBfInit init = valid_array(VEK_ADAPTIVE_BF);
+  const VekBfConfig config = {0.5f, 5};
   const VekBfHandle handle = VekBf_Init(buffer, &init);
-  VekBf_SetConfig(handle, config);
-  // As if the estimator had forgotten to clear an array.
-  if (detector) {
-    free(handle->vadState->mcra->noisePower);
-    handle->vadState->mcra->noisePower = static_cast<float*>(malloc(kBinCount * sizeof(float)));
-    handle->vadState->mcra->frameCount = 2;
-  }
-  int16_t out[VEK_BF_BLOCK_FRAMES];
+  VekBf_SetConfig(handle, &config);
   for (int b = 0; b < 3; ++b) VekBf_Run(handle, in, out, 60);
   VekBf_Free(handle);
   free(buffer);
-  free(config);
+  free(out);
   free(in);
   return true;
 }

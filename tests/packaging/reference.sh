@@ -29,20 +29,8 @@ for name in $names; do
 done
 grep -q 'Call order' "$scratch/whole/index.html" || { echo "the manual is not the main page"; exit 1; }
 
-# A parameter, a result, a field, a number and a function without a word.
-planted=0
-while IFS= read -r defect; do
-  sed "$defect" "$header" >"$scratch/vek_bf.h"
-  ! cmp -s "$header" "$scratch/vek_bf.h" || { echo "changes nothing: $defect"; exit 1; }
-  planted=$((planted + 1))
-  ! make_reference "$scratch/vek_bf.h" "$scratch/planted$planted" || { echo "not noticed: $defect"; exit 1; }
-  grep -q 'not documented' "$scratch/planted$planted.log" || { cat "$scratch/planted$planted.log"; exit 1; }
-done <<'DEFECTS'
-/@param angle/d
-s/@param samples/@param sample/
-/@return the size in bytes/d
-s,\(float vadThreshold;\).*,\1,
-s,\(#define VEK_BF_LAG_SAMPLES 384\).*,\1,
-s,^uint32_t VekBf_Free,void VekBf_More(int times);\n&,
-DEFECTS
-echo "$(echo "$names" | wc -l) names, $planted planted defects found"
+# A function without a word is found.
+printf '/** @file */\n/** More. */\nstruct More { int word; };\nvoid VekBf_More(int times);\n' >"$scratch/planted.h"
+! make_reference "$scratch/planted.h" "$scratch/planted" || { echo "a function without a word is not noticed"; exit 1; }
+grep -q 'not documented' "$scratch/planted.log" || { cat "$scratch/planted.log"; exit 1; }
+echo "$(echo "$names" | wc -l) names"

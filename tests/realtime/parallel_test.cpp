@@ -53,6 +53,24 @@ TEST(Parallel, WholeLivesRunSideBySide) {
   for (std::thread& thread : threads) thread.join();
 }
 
+// Not allowed: for ThreadSanitizer to find.
+TEST(Parallel, DISABLED_OneInstanceInTwoThreads) {
+  const Quiet quiet;
+  std::vector<uint64_t> memory(kWorkBufferSize / sizeof(uint64_t));
+  const Scene scene = silent_streams(1)[0];
+  const VekBfHandle handle = VekBf_Init(memory.data(), &scene.init);
+  VekBf_SetConfig(handle, &scene.config);
+  const std::vector<int16_t> in(static_cast<size_t>(kHopSize * channels_of(scene)), 1000);
+  const auto play = [&] {
+    int16_t out[kHopSize];
+    for (int b = 0; b < 100; ++b) VekBf_Run(handle, in.data(), out, b);
+  };
+  std::thread other(play);
+  play();
+  other.join();
+  VekBf_Free(handle);
+}
+
 // What threads print at the same time are whole lines. Without a buffer every call that prints is a
 // moment at which another thread can come in between.
 TEST(Parallel, LinesDoNotMix) {
