@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 #
-# The public header compiles alone, as every supported standard of C and C++, without a warning.
+# Every public header compiles alone, as every supported standard of C and C++, without a warning.
 #
 #   check_header.sh INCLUDE_FOLDER C_COMPILER CXX_COMPILER [FLAG...]
 set -u
@@ -11,8 +11,11 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 bad=0
 
-# What a host writes that includes it twice and calls everything.
-cat >"$scratch/host.c" <<'END'
+# In a folder of their own: a file's own folder comes first among those of quoted headers.
+mkdir "$scratch/hosts" "$scratch/planted"
+
+# What a host writes that includes a header twice and calls everything: one file for each public header.
+cat >"$scratch/hosts/vek_bf.c" <<'END'
 #include "vek_bf.h"
 #include "vek_bf.h"
 uint32_t all(void *buffer, const VekBfInit *init, const VekBfConfig *config, const int16_t *in, int16_t *out);
@@ -23,9 +26,17 @@ uint32_t all(void *buffer, const VekBfInit *init, const VekBfConfig *config, con
          VekBf_Run(handle, in, out, 90) | VekBf_Free(handle);
 }
 END
-cp "$scratch/host.c" "$scratch/host.cpp"
-# The warnings are on: this must not pass. (The header is no system header, whose warnings are kept quiet.)
-{ cat "$include/vek_bf.h" && echo 'static inline int narrowed(double x) { return x; }'; } >"$scratch/vek_bf.h"
+cat >"$scratch/hosts/vek_direction.c" <<'END'
+#include "vek_direction.h"
+#include "vek_direction.h"
+uint32_t all(void *buffer, const VekBfInit *init, const VekDirConfig *config, const int16_t *in, VekDirState *state);
+uint32_t all(void *buffer, const VekBfInit *init, const VekDirConfig *config, const int16_t *in, VekDirState *state) {
+  float map[VEK_DIR_MAP_DEGREES];
+  VekDirHandle handle = VekDir_Init(buffer, init);
+  return VekDir_GetBufferSize() | VekDir_CheckArray(init) | VekDir_SetConfig(handle, config) |
+         VekDir_Run(handle, in, state) | VekDir_Pause(handle, 1) | VekDir_GetMap(handle, map);
+}
+END
 
 compile() {
   folder=$1 compiler=$2 standard=$3 file=$4
@@ -34,17 +45,25 @@ compile() {
 }
 
 try() {
-  compiler=$1 standard=$2 file=$3
-  shift 3
-  compile "$include" "$compiler" "$standard" "$scratch/$file" "$@" || { echo "$compiler -std=$standard: refused"; bad=1; }
-  if compile "$scratch" "$compiler" "$standard" "$scratch/$file" "$@" 2>/dev/null; then
-    echo "$compiler -std=$standard: a planted conversion was not found"
+  header=$1 compiler=$2 standard=$3 file=$4
+  shift 4
+  compile "$include" "$compiler" "$standard" "$file" "$@" || { echo "$header: $compiler -std=$standard: refused"; bad=1; }
+  if compile "$scratch/planted" "$compiler" "$standard" "$file" "$@" 2>/dev/null; then
+    echo "$header: $compiler -std=$standard: a planted conversion was not found"
     bad=1
   fi
 }
-# In a folder of their own: a file's own folder comes first.
-mkdir "$scratch/hosts"
-mv "$scratch"/host.* "$scratch/hosts"
-for standard in c99 c11 c17; do try "$cc" $standard hosts/host.c "$@"; done
-for standard in c++11 c++14 c++17 c++20; do try "$cxx" $standard hosts/host.cpp "$@"; done
+
+for path in "$include"/*.h; do
+  header=$(basename "$path" .h)
+  host=$scratch/hosts/$header
+  [ -e "$host.c" ] || { echo "$header.h: no host calls it here"; bad=1; continue; }
+  cp "$host.c" "$host.cpp"
+  # The warnings are on: this must not pass. (The header is no system header, whose warnings are kept quiet.)
+  rm -f "$scratch"/planted/*
+  cp "$include"/*.h "$scratch/planted"
+  echo 'static inline int narrowed(double x) { return x; }' >>"$scratch/planted/$header.h"
+  for standard in c99 c11 c17; do try "$header" "$cc" $standard "$host.c" "$@"; done
+  for standard in c++11 c++14 c++17 c++20; do try "$header" "$cxx" $standard "$host.cpp" "$@"; done
+done
 exit $bad

@@ -21,7 +21,7 @@ ARROWS = {
 }
 # The instance record is the one hall that api and bf share.
 SHARED_RECORD = "api/instance.h"
-PUBLIC_HEADER = "vek_bf.h"
+PUBLIC_HEADERS = {"vek_bf.h", "vek_direction.h"}
 
 # The records that the plain model works on, and the sizes.
 MODEL_MAY_INCLUDE = {
@@ -62,7 +62,7 @@ def arrows(root):
             bad.append(f"{path}: not in a folder that has its place in the arrows")
             continue
         for number, kind, name in includes(root, path):
-            if kind == "<" or name == PUBLIC_HEADER:
+            if kind == "<" or name in PUBLIC_HEADERS:
                 continue
             target = name.split("/")[0]
             allowed = target == folder or target in ARROWS[folder]
