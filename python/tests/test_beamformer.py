@@ -4,6 +4,7 @@
 import os
 import pickle
 import subprocess
+import sys
 import tempfile
 import threading
 import unittest
@@ -259,6 +260,40 @@ class FaultsTest(unittest.TestCase):
     def test_errors_travel_between_processes(self):
         error = pickle.loads(pickle.dumps(vekbf.VekBfError(0x30000403, "VekBf_SetConfig")))
         self.assertEqual((error.code, error.name), (0x30000403, "VEK_BF_ERR_SAMPLE_RATE"))
+
+
+UNCLOSED = """
+import ctypes, gc
+import numpy as np
+import vekbf
+
+class Owner:
+    def __init__(self):
+        self.beam = vekbf.Beamformer(16000, [(0, 0)])
+        self.itself = self  # a cycle: only the garbage collector takes it apart
+
+gc.set_threshold(1, 1, 1)
+kept = vekbf.Beamformer(16000, [(0, 0)])
+silence = np.zeros(128, np.int16)
+for _ in range(2000):
+    Owner()
+    kept.process(silence)
+
+def used():  # bytes of memory pages in use
+    return int(open("/proc/self/statm").read().split()[1]) * 4096
+
+before = used()
+for _ in range(2000):
+    Owner()
+    kept.process(silence)
+assert used() - before < 20e6, used() - before
+"""
+
+
+class UnclosedTest(unittest.TestCase):
+    def test_the_garbage_collector_may_come_at_any_time(self):
+        # It runs on this thread wherever an object is made, also while the binding holds a lock.
+        subprocess.run([sys.executable, "-B", "-c", UNCLOSED], check=True, timeout=60)
 
 
 class ThreadsTest(unittest.TestCase):

@@ -3,12 +3,14 @@
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import operator
 import threading
+from collections import deque
 from collections.abc import Sequence
 from types import TracebackType
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Union
 
 import numpy as np
 
@@ -19,9 +21,13 @@ from ._quiet import quiet
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
 
-    Angle = float | Sequence[float] | NDArray[np.number[Any]]
+    Angle = Union[float, Sequence[float], NDArray[np.number[Any]]]
 
 _TAIL_BLOCKS = LAG_SAMPLES // BLOCK_FRAMES
+
+# Buffers of instances that nobody closed. The garbage collector may run while this thread holds a lock, so that it must
+# not call the library; the next instance that is made releases them.
+_unclosed: deque[ctypes.Array[ctypes.c_uint64]] = deque()
 
 
 def _whole(value: int, lowest: int, highest: int, what: str) -> int:
@@ -114,6 +120,9 @@ class Beamformer:
     def _open(self) -> None:
         """An instance of the library at the beginning of a signal."""
         with quiet():
+            with contextlib.suppress(IndexError):  # the deque is empty
+                while True:
+                    self._library.VekBf_Free(_unclosed.popleft())
             size = self._library.VekBf_GetBufferSize()
             # Whole 64-bit words: the buffer is to be aligned like a pointer.
             buffer = (ctypes.c_uint64 * ((size + 7) // 8))()
@@ -221,8 +230,9 @@ class Beamformer:
         self.close()
 
     def __del__(self) -> None:
-        if getattr(self, "_buffer", None) is not None:
-            self._release()
+        buffer = getattr(self, "_buffer", None)
+        if buffer is not None:
+            _unclosed.append(buffer)
 
     def _expect_open(self) -> None:
         if self._buffer is None:
