@@ -74,15 +74,15 @@ class PlantedTest(unittest.TestCase):
             with self.subTest(channel=m):
                 self.samples = recording(LINE, 60)
                 self.samples[:, m] = 0
-                self.expect(("dead", [m]))
+                self.expect(("dead", [m + 1]))
 
     def test_nearly_dead(self):
         self.samples[:, 2] = np.random.default_rng(2).integers(-1, 2, len(self.samples)) + 100
-        self.expect(("dead", [2]))
+        self.expect(("dead", [3]))
 
     def test_all_dead(self):
         found, where = kinds(np.zeros((RATE, 4)))
-        self.assertEqual(found, [("dead", [m]) for m in range(4)])
+        self.assertEqual(found, [("dead", [m]) for m in (1, 2, 3, 4)])
         self.assertIsNone(where)
 
     def test_duplicated(self):
@@ -90,7 +90,7 @@ class PlantedTest(unittest.TestCase):
             with self.subTest(channels=(i, j)):
                 self.samples = recording(LINE, 60)
                 self.samples[:, j] = self.samples[:, i]
-                self.expect(("duplicated", [i, j]))
+                self.expect(("duplicated", [i + 1, j + 1]))
 
     def test_sound_from_where_two_microphones_hear_the_same(self):
         # Without noise of their own, microphones 0 and 2 of a square hear a wave from 270 degrees alike.
@@ -98,52 +98,54 @@ class PlantedTest(unittest.TestCase):
         result = doctor.examine(np.rint(heard), SQUARE, RATE)
         (text,) = [f["text"] for f in result["faults"]]
         self.assertEqual(
-            text, "channels 0 and 2 carry the same signal (or the sound comes from where they hear the same)"
+            text, "channels 1 and 3 carry the same signal (or the sound comes from where they hear the same)"
         )
         self.assertAlmostEqual(result["angle"], 270, delta=1)
 
     def test_duplicated_upside_down(self):
         self.samples[:, 3] = -self.samples[:, 1]
         result = doctor.examine(np.rint(self.samples), LINE, RATE)
-        self.assertIn("channels 1 and 3 carry the same signal, inverted", [f["text"] for f in result["faults"]])
+        self.assertIn("channels 2 and 4 carry the same signal, inverted", [f["text"] for f in result["faults"]])
 
     def test_clipped(self):
         limit = 0.5 * np.abs(self.samples[:, 1]).max()
         self.samples[:, 1] = np.clip(self.samples[:, 1], -limit, limit)
-        self.expect(("clipped", [1]))
+        self.expect(("clipped", [2]))
 
     def test_clipped_at_full_scale(self):
         self.samples = np.clip(20 * self.samples, -32768, 32767)
-        self.expect(*(("clipped", [m]) for m in range(4)))
+        self.expect(*(("clipped", [m]) for m in (1, 2, 3, 4)))
 
     def test_inverted(self):
         for m in range(4):
             with self.subTest(channel=m):
                 self.samples = recording(LINE, 60)
                 self.samples[:, m] *= -1
-                self.expect(("inverted", [m]))
+                self.expect(("inverted", [m + 1]))
 
     def test_delayed(self):
         for m, samples in ((0, 300), (1, 40), (2, -64), (3, 1500)):
             with self.subTest(channel=m):
                 self.samples = recording(LINE, 60)
                 self.samples[:, m] = delay(self.samples[:, m], samples)
-                self.expect(("delayed", [m]))
+                self.expect(("delayed", [m + 1]))
                 text = doctor.examine(self.samples, LINE, RATE)["faults"][0]["text"]
                 word = "late" if samples > 0 else "early"
-                self.assertRegex(text, rf"^channel {m} comes {abs(samples)}\.\d samples too {word}$")
+                self.assertRegex(text, rf"^channel {m + 1} comes {abs(samples)}\.\d samples too {word}$")
 
     def test_delayed_by_less_than_the_way_between_two_microphones(self):
         self.samples[:, 1] = delay(self.samples[:, 1], 2.5)
         found, where = kinds(self.samples)
-        self.assertEqual(found, [("delayed", [1])])
+        self.assertEqual(found, [("delayed", [2])])
         self.assertAlmostEqual(where, 60, delta=2)
 
     def test_swapped(self):
         self.samples = self.samples[:, [0, 2, 1, 3]]
-        self.expect(("swapped", [1, 2]))
+        self.expect(("swapped", [2, 3]))
+        text = doctor.examine(self.samples, LINE, RATE, 60)["faults"][0]["text"]
+        self.assertEqual(text, "channels 2 and 3 are swapped")
         self.samples = recording(UNEVEN, 60)[:, [2, 1, 0, 3]]
-        self.expect(("swapped", [0, 2]), geometry=UNEVEN)
+        self.expect(("swapped", [1, 3]), geometry=UNEVEN)
         self.samples = recording(SQUARE, 110)[:, [1, 0, 2, 3]]
         found, _ = kinds(self.samples, SQUARE)
         self.assertEqual([kind for kind, _ in found], ["swapped"])
@@ -153,21 +155,21 @@ class PlantedTest(unittest.TestCase):
         found, where = kinds(self.samples)
         self.assertEqual(found, [])
         self.assertAlmostEqual(where, 120, delta=2)
-        self.expect(("swapped", [0, 1, 2, 3]), known=60)
+        self.expect(("swapped", [1, 2, 3, 4]), known=60)
         self.samples = recording(SQUARE, 110)[:, [0, 3, 2, 1]]
-        self.expect(("swapped", [1, 3]), geometry=SQUARE, angle=110, known=110)
+        self.expect(("swapped", [2, 4]), geometry=SQUARE, angle=110, known=110)
 
     def test_a_known_angle_that_is_right_changes_nothing(self):
         self.expect(known=60)
 
     def test_unrelated(self):
         self.samples[:, 3] = scene.sensor_noise(len(self.samples), 1, -30.0, np.random.default_rng(9))[:, 0]
-        self.expect(("unrelated", [3]))
+        self.expect(("unrelated", [4]))
 
     def test_two_faults_at_once(self):
         self.samples[:, 0] = 0
         self.samples[:, 2] *= -1
-        self.expect(("dead", [0]), ("inverted", [2]))
+        self.expect(("dead", [1]), ("inverted", [3]))
 
 
 class DoctorCommandTest(CommandTest):
@@ -188,9 +190,9 @@ class DoctorCommandTest(CommandTest):
         microphones = ["--mic=0.0707,0", "--mic=9,9", "--mic=9,9", "--mic=9,9", "--geometry", "triangle"]
         status, out, _ = call("doctor", self.file(samples), *microphones)
         self.assertEqual(status, 3)
-        self.assertRegex(out, r"^channel 1 is inverted\nloudest talker: (59|60|61) degrees\n$")
+        self.assertRegex(out, r"^channel 2 is inverted\nloudest talker: (59|60|61) degrees\n$")
         status, out, _ = call("doctor", "--json", self.file(samples), *microphones)
-        self.assertEqual(json.loads(out)["faults"][0]["channels"], [1])
+        self.assertEqual(json.loads(out)["faults"][0]["channels"], [2])
 
     def test_what_cannot_be_examined(self):
         path = self.file(recording(LINE, 60))

@@ -25,12 +25,12 @@ def read(path):
     return rate, samples * FULL_SCALE
 
 
-def read_one(path, channel=0):
-    """Return (sample rate in Hz, one channel of the file)."""
+def read_one(path, channel=1):
+    """Return (sample rate in Hz, one channel of the file). Channels are counted from 1."""
     rate, samples = read(path)
-    if channel >= samples.shape[1]:
-        raise LabError(f"{path}: there is no channel {channel}, only {samples.shape[1]} of them, counted from 0")
-    return rate, samples[:, channel]
+    if not 1 <= channel <= samples.shape[1]:
+        raise LabError(f"{path}: there is no channel {channel}, only {samples.shape[1]} of them, counted from 1")
+    return rate, samples[:, channel - 1]
 
 
 def cut_to_shortest(signals):

@@ -38,7 +38,8 @@ class Pattern:
         if not self.is_line:
             return -10 * np.log10(relative.mean(axis=0))
         theta = np.radians(self.angles)
-        return -10 * np.log10(np.trapz(relative * np.sin(theta)[:, None], theta, axis=0) / 2)
+        density = relative * np.sin(theta)[:, None]
+        return -10 * np.log10(np.diff(theta) @ (density[1:] + density[:-1]) / 4)
 
     def beam_width(self):
         """Degrees around the look direction within which a band loses less than 3 dB; not-a-number where that is every

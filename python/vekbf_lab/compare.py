@@ -27,7 +27,7 @@ def add_arguments(parser):
     parser.add_argument(
         "--reference", action="append", required=True, metavar="FILE", help="the talker alone; may be given repeatedly"
     )
-    parser.add_argument("--channel", type=int, default=0, help="of files with several, counted from 0 (default 0)")
+    parser.add_argument("--channel", type=int, default=1, help="of files with several, counted from 1 (default 1)")
     parser.add_argument(
         "--match-level",
         action="store_true",
@@ -89,8 +89,8 @@ def table(rows):
 
 
 def run(options):
-    if options.channel < 0:
-        raise LabError("channels are counted from 0")
+    if options.channel < 1:
+        raise LabError("channels are counted from 1")
     rows = []
     references = [(name, *audio.read_one(name, options.channel)) for name in options.reference]
     for name in options.processed:

@@ -9,6 +9,7 @@ import subprocess
 import time
 from dataclasses import dataclass, replace
 from pathlib import Path
+from typing import Optional
 
 import numpy as np
 
@@ -33,7 +34,7 @@ class Row:
     name: str
     si_sdr: float  # dB
     pause_power: float  # dB of full scale
-    real_time_factor: float | None  # processing time over duration
+    real_time_factor: Optional[float]  # processing time over duration
 
 
 def make_scene():

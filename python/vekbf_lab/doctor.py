@@ -3,7 +3,7 @@
 
 The recording should hold a few seconds of one talker who stays where he is. An array that is its own mirror image
 (every evenly spaced line, the square) hides some exchanges of channels: --angle, the direction in which the talker is
-known to be, brings them to light. The exit status is 3 where a fault was found.
+known to be, brings them to light. Channels are counted from 1. The exit status is 3 where a fault was found.
 """
 
 import json
@@ -135,19 +135,20 @@ class Lags:
 
 
 def examine(samples, geometry, rate, known_angle=None):
-    """{"faults": [{"kind", "channels", "text"}], "angle": degrees or None} of samples of shape (frames, channels)."""
+    """{"faults": [{"kind", "channels", "text"}], "angle": degrees or None} of samples of shape (frames, channels).
+    Channels are counted from 1 in what is returned, from 0 in here."""
     faults = []
 
     def fault(kind, channels, text):
-        faults.append({"kind": kind, "channels": list(channels), "text": text})
+        faults.append({"kind": kind, "channels": [m + 1 for m in channels], "text": text})
 
     samples = samples - samples.mean(axis=0)
     for m in range(samples.shape[1]):
         if flat := flat_tops(samples[:, m]):
-            fault("clipped", [m], f"channel {m} is clipped: {flat} samples in flat tops")
+            fault("clipped", [m], f"channel {m + 1} is clipped: {flat} samples in flat tops")
     dead = dead_channels(samples)
     for m in dead:
-        fault("dead", [m], f"channel {m} is dead")
+        fault("dead", [m], f"channel {m + 1} is dead")
     alive = [m for m in range(samples.shape[1]) if m not in dead]
     copied = copies(samples, alive)
 
@@ -160,7 +161,7 @@ def examine(samples, geometry, rate, known_angle=None):
     # Where a plane wave fits, it may have come from where their microphones do hear the same.
     doubt = " (or the sound comes from where they hear the same)" if lags.fits(alive) else ""
     for i, j, upside_down in copied:
-        text = f"channels {i} and {j} carry the same signal"
+        text = f"channels {i + 1} and {j + 1} carry the same signal"
         fault("duplicated", [i, j], text + (", inverted" if upside_down else doubt))
     if copied and not doubt:
         # None of them can be trusted to be at its own place.
@@ -169,7 +170,7 @@ def examine(samples, geometry, rate, known_angle=None):
     related = [m for m in useful if any(peaks[tuple(sorted((m, n)))] >= LEAST_PEAK for n in useful if n != m)]
     for m in useful:
         if m not in related and len(useful) > 1:
-            fault("unrelated", [m], f"channel {m} hears nothing of what the others hear")
+            fault("unrelated", [m], f"channel {m + 1} hears nothing of what the others hear")
     useful = related
     if len(useful) < 2:
         return {"faults": faults, "angle": None}
@@ -177,7 +178,7 @@ def examine(samples, geometry, rate, known_angle=None):
     # What is shared by two channels of one sign has a positive peak.
     upside_down = inverted_channels(useful, signs)
     for m in upside_down:
-        fault("inverted", [m], f"channel {m} is inverted")
+        fault("inverted", [m], f"channel {m + 1} is inverted")
     polarity = {m: -1.0 if m in upside_down else 1.0 for m in range(samples.shape[1])}
 
     where = {m: m for m in useful}
@@ -222,14 +223,14 @@ def reordered(array, where):
 
 
 def late(channel, samples):
-    return f"channel {channel} comes {abs(samples):.1f} samples too {'late' if samples > 0 else 'early'}"
+    return f"channel {channel + 1} comes {abs(samples):.1f} samples too {'late' if samples > 0 else 'early'}"
 
 
 def exchange(where):
     moved = sorted(m for m, n in where.items() if m != n)
     if len(moved) == 2:
-        return f"channels {moved[0]} and {moved[1]} are swapped"
-    return "channels " + ", ".join(f"{m} (is microphone {where[m]})" for m in moved) + " are swapped"
+        return f"channels {moved[0] + 1} and {moved[1] + 1} are swapped"
+    return "channels " + ", ".join(f"{m + 1} (belongs in the place of {where[m] + 1})" for m in moved) + " are swapped"
 
 
 def run(options):

@@ -10,14 +10,14 @@ from .errors import LabError
 def add_arguments(parser):
     parser.add_argument("signals", nargs="+", metavar="FILE", help="before, after, and more if wanted")
     parser.add_argument("--out", required=True, metavar="PICTURE", help=".png or .svg")
-    parser.add_argument("--channel", type=int, default=0, help="of files with several, counted from 0 (default 0)")
+    parser.add_argument("--channel", type=int, default=1, help="of files with several, counted from 1 (default 1)")
 
 
 def run(options):
     from . import plots
 
-    if options.channel < 0:
-        raise LabError("channels are counted from 0")
+    if options.channel < 1:
+        raise LabError("channels are counted from 1")
     read = [audio.read_one(name, options.channel) for name in options.signals]
     rates = {rate for rate, _ in read}
     if len(rates) > 1:

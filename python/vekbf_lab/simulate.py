@@ -8,6 +8,7 @@ scene each source is written alone, as all microphones hear it, into OUT-source1
 
 from dataclasses import dataclass
 from pathlib import Path
+from typing import Optional
 
 import numpy as np
 from tqdm import tqdm
@@ -25,7 +26,7 @@ PIECE_SECONDS_IN_ROOM = 0.5
 class Source:
     signal: np.ndarray  # in 16-bit steps
     angle: float  # degrees
-    to: float | None = None  # where it has moved to at its end
+    to: Optional[float] = None  # where it has moved to at its end
     distance: float = 1.0  # metres from the middle of the array; counts in a room only
 
 
