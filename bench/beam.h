@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "vek_bf.h"
 
 namespace vekbf::bench {

@@ -3,11 +3,17 @@
 
 #include <stdio.h>
 
+#include "base/log.h"
+
 namespace vekbf {
 
 int32_t print_banner() {
-  return printf("Tolvane %s Algorithm Library Version: %s-%s-%s, v%s\n", kProductName, "2022", "11",
-                "29", "2.0.0");
+  char line[64];
+  const int length =
+      snprintf(line, sizeof line, "Tolvane %s Algorithm Library Version: %s-%s-%s, v%s",
+               kProductName, "2022", "11", "29", "2.0.0");
+  log_bare(line);
+  return length + 1;
 }
 
 }  // namespace vekbf

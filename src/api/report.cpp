@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "api/report.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 
 #include "api/banner.h"
@@ -15,13 +16,23 @@ namespace {
 constexpr const char* kRule =
     "========================================================================";
 
-// "[x, y] " of the largest floats: two numbers of sign, 39 digits, point and 4 decimals.
+// The longest line is the one of the coordinates: "[x, y] " of the largest floats: two numbers of
+// sign, 39 digits, point and 4 decimals.
 constexpr int kMaxPairText = 2 * (1 + 39 + 1 + 4) + 5;
-constexpr int kMaxCoordinateLine = 1 + kMaxMics * kMaxPairText + 1;
+constexpr int kMaxLine = 1 + kMaxMics * kMaxPairText;
+
+[[gnu::format(printf, 1, 2)]] void print_line(const char* format, ...) {
+  char line[kMaxLine + 1];
+  va_list values;
+  va_start(values, format);
+  vsnprintf(line, sizeof line, format, values);
+  va_end(values);
+  log_bare(line);
+}
 
 // Built in a buffer first: the line must leave with one call whatever the number of microphones.
 void print_coordinates(const Instance& instance) {
-  char line[kMaxCoordinateLine + 1];
+  char line[kMaxLine + 1];
   int length = snprintf(line, sizeof line, "\t");
   for (int m = 0; m < usable_mics(instance); ++m) {
     length += snprintf(line + length, sizeof line - static_cast<size_t>(length), "[%.4f, %.4f] ",
@@ -39,14 +50,14 @@ void print_report(const Instance& instance) {
 
   log_bare(kRule);
   print_banner();
-  printf("%s Parameters:\n", kProductName);
-  printf("\tSample Rate: %d\n", static_cast<int32_t>(instance.sampleRate));
-  printf("\tBit Width: %d\n", instance.bitWidth);
-  printf("\tVad Threshold: %f\n", static_cast<double>(threshold));
-  printf("\tBF Intensity: %d\n", static_cast<int32_t>(instance.intensity));
-  printf("\tBF Algorithm: %s\n", algorithm_name(instance.algorithm));
-  printf("\tMic Num: %d\n", instance.micNum);
-  printf("\tMic Geometry: %s\n", geometry_name(instance.geometry));
+  print_line("%s Parameters:", kProductName);
+  print_line("\tSample Rate: %d", static_cast<int32_t>(instance.sampleRate));
+  print_line("\tBit Width: %d", instance.bitWidth);
+  print_line("\tVad Threshold: %f", static_cast<double>(threshold));
+  print_line("\tBF Intensity: %d", static_cast<int32_t>(instance.intensity));
+  print_line("\tBF Algorithm: %s", algorithm_name(instance.algorithm));
+  print_line("\tMic Num: %d", instance.micNum);
+  print_line("\tMic Geometry: %s", geometry_name(instance.geometry));
   log_bare("\tMic Coordinate:");
   print_coordinates(instance);
   // The same on every machine, because hosts compare the text of the report.

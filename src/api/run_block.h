@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "api/instance.h"
+#include "base/instance.h"
 
 namespace vekbf {
 

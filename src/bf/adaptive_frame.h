@@ -5,7 +5,7 @@
 // every bin, gated by a speech-presence probability.
 #pragma once
 
-#include "api/instance.h"
+#include "base/instance.h"
 
 // One frame: reads micSpectrum, steers to steerAngle, advances the detector, adapts both
 // coefficient sets and adds the synthesised 512 samples into outputOverlap.

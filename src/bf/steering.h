@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "api/instance.h"
+#include "base/instance.h"
 
 // Fills micProjection, micDelay and the first micNum rows of steerTable for a look direction of
 // `angle` whole degrees (any int32). For geometries other than the line and the triangle it prints

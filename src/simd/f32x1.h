@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "base/complex.h"
+#include "base/reciprocal.h"
 #include "base/saturate.h"
-#include "math/reciprocal.h"
 #include "simd/pairs.h"
 
 namespace vekbf::simd {
@@ -44,8 +44,6 @@ template <class V>
 Pairs<V> load_pairs(const Complex* p);
 template <class V>
 Pairs<V> copy_pairs(Complex* to, const Complex* from);
-template <class V>
-V load_int16(const int16_t* p);
 
 template <>
 inline Pairs<f32x1> load_pairs<f32x1>(const Complex* p) {
@@ -59,10 +57,6 @@ template <>
 inline Pairs<f32x1> copy_pairs<f32x1>(Complex* to, const Complex* from) {
   *to = *from;
   return load_pairs<f32x1>(from);
-}
-template <>
-inline f32x1 load_int16<f32x1>(const int16_t* p) {
-  return {static_cast<float>(*p)};
 }
 inline void add_truncated(int16_t* acc, f32x1 v) {
   *acc = static_cast<int16_t>(wrapping_add(*acc, to_int32_saturating(v.v)));

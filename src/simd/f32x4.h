@@ -13,9 +13,8 @@
 //   select(mask, a, b)                                     a where the mask is set, else b
 //   load_pairs<V>(p), store_pairs(p, c)                    complex values, split into re and im
 //   copy_pairs<V>(to, from)                                copies, and gives what was copied
-//   reciprocal_two_step(d)                                 see math/reciprocal.h
+//   reciprocal_two_step(d)                                 see base/reciprocal.h
 //   reciprocal_estimate(d)                                 its table estimate alone
-//   load_int16<V>(p)                                       16-bit samples as floats
 //   add_truncated(acc, v)                                  int16: acc[i] += saturated v[i], wraps
 // and the four-lane types also
 //   reverse(v), transpose(a, b, c, d), interleave(a, b), deinterleave(a, b), any_nan(v)

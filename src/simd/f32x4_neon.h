@@ -217,9 +217,5 @@ inline Pairs<neon::f32x4> copy_pairs<neon::f32x4>(Complex* to, const Complex* fr
   vst2q_f32(&to->re, both);
   return {{both.val[0]}, {both.val[1]}};
 }
-template <>
-inline neon::f32x4 load_int16<neon::f32x4>(const int16_t* p) {
-  return {vcvtq_f32_s32(vmovl_s16(vld1_s16(p)))};
-}
 
 }  // namespace vekbf::simd

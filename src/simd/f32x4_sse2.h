@@ -119,11 +119,5 @@ inline Pairs<sse2::f32x4> copy_pairs<sse2::f32x4>(Complex* to, const Complex* fr
   deinterleave(c.re, c.im);
   return c;
 }
-template <>
-inline sse2::f32x4 load_int16<sse2::f32x4>(const int16_t* p) {
-  const __m128i packed = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
-  const __m128i wide = _mm_srai_epi32(_mm_unpacklo_epi16(packed, packed), 16);
-  return {_mm_cvtepi32_ps(wide)};
-}
 
 }  // namespace vekbf::simd

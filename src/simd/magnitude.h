@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "math/magnitude.h"
+#include "base/magnitude.h"
 #include "simd/f64x4.h"
 
 namespace vekbf::simd {

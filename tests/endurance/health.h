@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "api/instance.h"
+#include "base/instance.h"
 
 namespace vekbf::test {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "fuzz/target.h"
 #include "vek_bf.h"
 

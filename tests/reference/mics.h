@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "base/sizes.h"
 
 namespace reference {

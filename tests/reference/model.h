@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "fft/fft.h"
 #include "fft/fft_engine.h"
 #include "noise/mcra2.h"

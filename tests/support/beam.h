@@ -8,7 +8,7 @@
 #include <cstring>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "support/printed.h"
 #include "support/random.h"
 #include "vek_bf.h"

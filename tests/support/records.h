@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "fft/fft.h"
 #include "noise/vad.h"
 #include "support/bits.h"

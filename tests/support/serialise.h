@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 
 namespace vekbf::test {
 

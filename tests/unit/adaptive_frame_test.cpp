@@ -9,9 +9,9 @@
 #include <limits>
 #include <string>
 
+#include "base/reciprocal.h"
 #include "bf/steering.h"
 #include "bf/synthesis.h"
-#include "math/reciprocal.h"
 #include "support/power_streams.h"
 #include "support/records.h"
 #include "support/twins.h"

@@ -290,20 +290,6 @@ TYPED_TEST(AnyLane, PairsAreSplitAndJoined) {
   }
 }
 
-TYPED_TEST(AnyLane, EverySampleBecomesTheFloatOfItsValue) {
-  constexpr int kLanes = TypeParam::kLanes;
-  std::vector<int16_t> samples;
-  for (int value = -32768; value <= 32767; ++value) samples.push_back(static_cast<int16_t>(value));
-  samples.insert(samples.end(), {-32768, 32767, -1});
-  for (size_t start = 0; start + kLanes <= samples.size(); ++start) {
-    float out[kLanes];
-    simd::load_int16<TypeParam>(&samples[start]).store(out);
-    for (size_t lane = 0; lane < kLanes; ++lane) {
-      ASSERT_EQ(out[lane], static_cast<float>(samples[start + lane]));
-    }
-  }
-}
-
 // The low 16 bits of acc + v in exact arithmetic: v truncated toward zero, saturated to 32 bits,
 // not-a-number as 0.
 int16_t added_truncated(int16_t acc, float v) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "api/instance.h"
+#include "base/instance.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 //
 // The reciprocal against the rule of the ARM architecture, for every mantissa at several exponents,
 // in every backend; on ARM also against the instructions themselves.
-#include "math/reciprocal.h"
+#include "base/reciprocal.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "math/reciprocal.h"
+#include "base/reciprocal.h"
 #include "support/bits.h"
 #include "support/twins.h"
 

@@ -7,7 +7,7 @@
 #include <functional>
 #include <vector>
 
-#include "api/instance.h"
+#include "base/instance.h"
 #include "fft/fft.h"
 #include "vectors/scene.h"
 

@@ -133,9 +133,5 @@ inline Pairs<portable::f32x4> copy_pairs<portable::f32x4>(Complex* to, const Com
   for (int i = 0; i < 4; ++i) to[i] = from[i];
   return load_pairs<portable::f32x4>(from);
 }
-template <>
-inline portable::f32x4 load_int16<portable::f32x4>(const int16_t* p) {
-  return portable::each([&](int i) { return static_cast<float>(p[i]); });
-}
 
 }  // namespace vekbf::simd

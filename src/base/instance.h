@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The instance record: everything one beamformer remembers, inside the caller's working buffer. It
-// is the one header of this folder that the frame paths see, so it includes no module's code.
+// The instance record: everything one beamformer remembers, inside the caller's working buffer.
 #pragma once
 
 #include <cstddef>
