@@ -7,7 +7,6 @@
 #include <bit>
 #include <cfloat>
 #include <cmath>
-#include <complex>
 #include <cstdint>
 #include <limits>
 
@@ -34,10 +33,20 @@ inline Complex multiply_conjugate(Complex a, Complex b) {
 
 inline Complex swapped(Complex a) { return {a.im, a.re}; }
 
-// The square of the library's magnitude; re * re + im * im would round differently.
+// |z| as glibc's cabsf gives it: the squares are exact in double precision; the sum, the root and
+// the conversion round. Other C libraries' cabsf round otherwise, so that it is not called here. An
+// infinite part wins over a not-a-number one (ISO C, annex G).
+inline float magnitude(Complex z) {
+  if (std::isinf(z.re) || std::isinf(z.im)) return std::numeric_limits<float>::infinity();
+  const double re = z.re;
+  const double im = z.im;
+  return static_cast<float>(std::sqrt(re * re + im * im));
+}
+
+// The square of the magnitude; re * re + im * im would round differently.
 inline float power(Complex z) {
-  const float magnitude = std::abs(std::complex<float>(z.re, z.im));
-  return magnitude * magnitude;
+  const float size = magnitude(z);
+  return size * size;
 }
 
 // Toward zero, saturating, not-a-number to 0.

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 
 #include "bf/steering.h"
+#include "reference/arithmetic.h"
 #include "support/bits.h"
 #include "support/twins.h"
 
@@ -75,7 +75,7 @@ TEST(FixedBeam, PowerIsTheMagnitudeSquaredNotTheSumOfSquares) {
   int decided = 0;
   for (int k = 0; k < kBinCount; ++k) {
     const Complex beam = s.record.fixedBeam[k];
-    const float size = std::abs(std::complex<float>(beam.re, beam.im));
+    const float size = reference::magnitude(beam);
     EXPECT_TRUE(same_bits(s.record.beamPower[k], size * size)) << k;
     decided += size * size != beam.re * beam.re + beam.im * beam.im;
   }

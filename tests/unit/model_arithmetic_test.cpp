@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// The plain model's conversion and reciprocal, against their definitions.
+// The plain model's magnitude, conversion and reciprocal, against their definitions.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
 #include <cstdint>
 #include <limits>
 
 #include "reference/arithmetic.h"
+#include "support/bits.h"
 #include "support/random.h"
 
 namespace {
@@ -16,6 +18,34 @@ using vekbf::test::Random;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+TEST(ModelMagnitude, IsThatOfPythagoreanTriples) {
+  EXPECT_EQ(5.0f, reference::magnitude({3.0f, -4.0f}));
+  EXPECT_EQ(13.0f, reference::magnitude({-12.0f, 5.0f}));
+  EXPECT_EQ(0x5p100f, reference::magnitude({0x3p100f, 0x4p100f}));
+  EXPECT_EQ(0x5p-149f, reference::magnitude({0x3p-149f, 0x4p-149f}));
+}
+
+TEST(ModelMagnitude, AnInfinitePartWinsOverANotANumber) {
+  EXPECT_EQ(kInfinity, reference::magnitude({kNan, -kInfinity}));
+  EXPECT_EQ(kInfinity, reference::magnitude({kInfinity, kNan}));
+  EXPECT_TRUE(std::isnan(reference::magnitude({kNan, 1.0f})));
+}
+
+#ifdef __GLIBC__
+// The stored digests hold what glibc's cabsf gives. Other C libraries' may round otherwise.
+TEST(ModelMagnitude, IsGlibcsComplexMagnitude) {
+  Random random(16);
+  for (int i = 0; i < 300000; ++i) {
+    const float re = random.any_float();
+    const float im =
+        i % 2 == 0 ? random.any_float() : std::ldexp(re * random.unit(), random.below(27) - 13);
+    const float expected = std::abs(std::complex<float>(re, im));
+    ASSERT_TRUE(vekbf::test::same_bits(expected, reference::magnitude({re, im})))
+        << std::hexfloat << re << " + i " << im;
+  }
+}
+#endif
 
 TEST(ModelConversion, CutsTowardZeroAndSaturates) {
   EXPECT_EQ(0, reference::to_integer(-0.7));

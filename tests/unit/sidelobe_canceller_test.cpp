@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 #include <cstring>
 #include <limits>
 
 #include "base/reciprocal.h"
+#include "reference/arithmetic.h"
 #include "support/bits.h"
 #include "support/twins.h"
 
@@ -40,9 +40,7 @@ struct Stage {
       fill(record.cancelWeights[m], 1.0f);
     }
     for (int k = 0; k < kBinCount; ++k) {
-      const Complex beam = record.fixedBeam[k];
-      const float size = std::abs(std::complex<float>(beam.re, beam.im));
-      record.beamPower[k] = size * size;
+      record.beamPower[k] = reference::power(record.fixedBeam[k]);
       record.beamPowerSmooth[k] = 1e8f * std::fabs(random.unit());
       record.blockPowerSmooth[k] = 1e8f * std::fabs(random.unit());
       record.presenceGain[k] = std::fabs(random.unit());
@@ -53,11 +51,6 @@ struct Stage {
   WorkBuffer buffer;
   Instance& record;
 };
-
-float power_of(Complex z) {
-  const float size = std::abs(std::complex<float>(z.re, z.im));
-  return size * size;
-}
 
 TEST(Gate, KeepsBinsAtAndAboveTheThresholdAndScalesTheOthers) {
   for (uint32_t intensity = 0; intensity <= 10; ++intensity) {
@@ -159,7 +152,7 @@ TEST(Canceller, AddsWholeProductsAndPowersInMicrophoneOrderFromZero) {
         const float re = c.re * e.re - c.im * e.im;
         const float im = c.re * e.im + c.im * e.re;
         sum = {sum.re + re, sum.im + im};
-        power = power + power_of(e);
+        power = power + reference::power(e);
       }
       ASSERT_TRUE(same_spectra(&stage.record.cancelSum[k], &sum, 1)) << k;
       ASSERT_TRUE(same_bits(stage.record.blockPowerSum[k], power)) << k;
@@ -315,7 +308,7 @@ TEST(Adaptation, LearnsToBlockTheReference) {
   for (int k = 0; k < kBinCount; ++k) {
     EXPECT_NEAR(stage.record.blockWeights[0][k].re, 2.0f, 1e-3f);
     EXPECT_NEAR(stage.record.blockWeights[0][k].im, 1.0f, 1e-3f);
-    EXPECT_LT(power_of(stage.record.blockOutput[0][k]), 1e-3f);
+    EXPECT_LT(reference::power(stage.record.blockOutput[0][k]), 1e-3f);
   }
 }
 
