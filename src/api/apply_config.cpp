@@ -96,6 +96,11 @@ void apply_config(Instance* instance, const VekBfConfig& config) {
   instance->blockCounter = 1;
 }
 
+bool has_states(const Instance& instance) {
+  const FftState* transform = instance.fftState;
+  return transform != nullptr && transform->initFlag == 1 && instance.vadState != nullptr;
+}
+
 void release_states(Instance* instance) {
   fft_free(instance->fftState);
   if (instance->vadState != nullptr) vad_free(instance->vadState);

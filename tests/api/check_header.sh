@@ -37,6 +37,43 @@ uint32_t all(void *buffer, const VekBfInit *init, const VekDirConfig *config, co
          VekDir_Run(handle, in, state) | VekDir_Pause(handle, 1) | VekDir_GetMap(handle, map);
 }
 END
+cat >"$scratch/hosts/vek_stream.c" <<'END'
+#include "vek_stream.h"
+#include "vek_stream.h"
+const char *other(void *user, const char *key, const char *value);
+const char *other(void *user, const char *key, const char *value) { return user != NULL ? key : value; }
+size_t all(const void *const *in, void *out, VekStreamCounts *counts, VekBfInit *array, VekBfConfig *config);
+size_t all(const void *const *in, void *out, VekStreamCounts *counts, VekBfInit *array, VekBfConfig *config) {
+  int32_t picks[VEK_BF_MAX_MICS];
+  VekStream *stream = NULL;
+  VekStreamSettings *settings = VekStream_NewSettings();
+  VekStreamSettings *copy = VekStream_CopySettings(settings);
+  const VekStreamKey *key = VekStream_Key(0);
+  const char *fault = VekStream_Set(settings, key->name, key->values);
+  if (fault == NULL) fault = VekStream_ReadFile(settings, key->initial);
+  if (fault == NULL) fault = VekStream_ReadFileWith(settings, key->help, other, out);
+  if (fault == NULL) fault = VekStream_Check(settings, 16000, VEK_STREAM_MAX_CHANNELS);
+  if (fault == NULL) fault = VekStream_Get(settings, "angle");
+  if (fault == NULL) fault = VekStream_GetArray(settings, 16000, array);
+  if (fault == NULL) fault = VekStream_Open(settings, 16000, VekStream_GetPicks(settings, picks), &stream);
+  if (fault == NULL) fault = VekStream_Restart(stream);
+  VekStream_GetConfig(settings, config);
+  VekStream_Steer(stream, VekStream_GetAngle(stream) + (int32_t)VekStream_GetNumber(settings, "angle"));
+  VekStream_Process(stream, VEK_STREAM_F32, in, 1, out, 1, VEK_STREAM_DELAY);
+  VekStream_ProcessInterleaved(stream, VEK_STREAM_F64, in, out, VEK_STREAM_ROOM);
+  VekStream_Finish(stream);
+  VekStream_GetCounts(stream, counts);
+  size_t count = VekStream_Write(stream, VEK_STREAM_S16, in, 1, VekStream_FramesToBlock(stream)) +
+                 VekStream_WriteInterleaved(stream, VEK_STREAM_S16, in[0], 1) +
+                 VekStream_Read(stream, VEK_STREAM_S16, out, 1, VekStream_Available(stream)) +
+                 (size_t)(counts->frames + counts->blocks + counts->zeroBlocks + counts->clipped +
+                          counts->notNumbers + counts->wraps);
+  VekStream_Close(stream);
+  VekStream_FreeSettings(copy);
+  VekStream_FreeSettings(settings);
+  return count;
+}
+END
 
 compile() {
   folder=$1 compiler=$2 standard=$3 file=$4

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+//
+// The values of all settings.
+#pragma once
+
+#include <cstdint>
+
+#include "base/sizes.h"
+#include "stream/angle_track.h"
+#include "stream/message.h"
+#include "vek_bf.h"
+
+namespace vekbf::stream {
+
+// In the order in which they are listed.
+enum Key {
+  kArray,
+  kMic,
+  kMics,
+  kGeometry,
+  kSoundSpeed,
+  kForce,
+  kChannels,
+  kAlgorithm,
+  kIntensity,
+  kVadThreshold,
+  kAngle,
+  kAngleTrack,
+  kPreGain,
+  kKeepTime,
+  kKeyCount
+};
+
+// A plain record: copies of it are made by copy_values alone.
+struct Values {
+  // Owned, ended by zeros; null where nothing was set. `mic` adds to the text of `mics`.
+  char* text[kKeyCount];
+
+  bool fromShape;  // the array is that of `array`, not of positions
+  int32_t micCount;
+  float mic[kMaxMics][2];  // metres
+  VekBfGeometry shapeGeometry;
+  VekBfGeometry geometry;  // of positions
+  int32_t soundSpeed;      // metres per second
+  bool force;
+
+  int32_t pickCount;        // 0: every channel is a microphone
+  int32_t picks[kMaxMics];  // the first channel is 1
+
+  VekBfAlgorithm algorithm;
+  uint32_t intensity;
+  double vadThreshold;
+
+  int32_t angle;     // degrees
+  AngleTrack track;  // owned
+  double preGain;    // decibels
+  bool keepTime;
+};
+
+// Every key at its default.
+Values default_values();
+// False if memory is out; `to` then needs no release.
+bool copy_values(const Values& from, Values& to);
+void release(Values& values);
+
+VekBfGeometry geometry_of(const Values& values);
+
+}  // namespace vekbf::stream
