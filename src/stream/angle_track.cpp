@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "stream/file_text.h"
+#include "stream/grown.h"
 
 namespace vekbf::stream {
 
@@ -36,9 +37,9 @@ bool parse_turn(Text line, Turn& turn) {
 bool append(AngleTrack& track, size_t& room, const Turn& turn) {
   if (track.count == room) {
     room = room == 0 ? kFirstTurns : 2 * room;
-    auto* grown = static_cast<Turn*>(realloc(track.turns, room * sizeof(Turn)));
-    if (grown == nullptr) return false;
-    track.turns = grown;
+    Turn* larger = grown(track.turns, track.count, room);
+    if (larger == nullptr) return false;
+    track.turns = larger;
   }
   track.turns[track.count++] = turn;
   return true;

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "stream/grown.h"
+
 namespace vekbf::stream {
 
 namespace {
@@ -19,9 +21,9 @@ int read_all(std::FILE* source, size_t largest, FileText& file) {
   for (;;) {
     if (file.size == room) {
       room = room == 0 ? kFirstSize : 2 * room;
-      char* grown = static_cast<char*>(realloc(file.content, room));
-      if (grown == nullptr) return ENOMEM;
-      file.content = grown;
+      char* larger = grown(file.content, file.size, room);
+      if (larger == nullptr) return ENOMEM;
+      file.content = larger;
     }
     const size_t got = std::fread(file.content + file.size, 1, room - file.size, source);
     file.size += got;
@@ -44,7 +46,7 @@ bool read_whole(const char* path, size_t largest, FileText& file, Message& messa
   if (error == EFBIG) {
     message << "is longer than " << static_cast<int64_t>(largest) << " bytes";
   } else {
-    message << "cannot be read: " << std::strerror(error);
+    message << "cannot be read: " << (error == ENOMEM ? kNoMemory : std::strerror(error));
   }
   return false;
 }

@@ -1,76 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// VekBf_Run takes no memory from the heap, gives none back, and takes no lock. The heap's entry
-// points and those of the locks are this program's own, so that calls from anywhere in the process
-// are counted.
-#include <dlfcn.h>
+// VekBf_Run takes no memory from the heap, gives none back, and takes no lock.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <atomic>
 #include <cstdlib>
 
-#include "realtime/build_kind.h"
+#include "realtime/counted_calls.h"
 #include "realtime/streams.h"
 #include "support/quiet.h"
-
-namespace {
-
-std::atomic<int> heap_calls{0};
-std::atomic<int> lock_calls{0};
-
-}  // namespace
-
-#if !VEKBF_SANITIZED
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* block, size_t size);
-void __libc_free(void* block);
-
-void* malloc(size_t size) {
-  ++heap_calls;
-  return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) {
-  ++heap_calls;
-  return __libc_calloc(count, size);
-}
-void* realloc(void* block, size_t size) {
-  ++heap_calls;
-  return __libc_realloc(block, size);
-}
-void free(void* block) {
-  ++heap_calls;
-  __libc_free(block);
-}
-
-int pthread_mutex_lock(pthread_mutex_t* mutex) {
-  ++lock_calls;
-  using Lock = int (*)(pthread_mutex_t*);
-  static const auto next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
-  return next(mutex);
-}
-int pthread_mutex_trylock(pthread_mutex_t* mutex) {
-  ++lock_calls;
-  using Lock = int (*)(pthread_mutex_t*);
-  static const auto next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
-  return next(mutex);
-}
-int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
-  ++lock_calls;
-  using Lock = int (*)(pthread_rwlock_t*);
-  static const auto next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_rwlock_rdlock"));
-  return next(lock);
-}
-int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
-  ++lock_calls;
-  using Lock = int (*)(pthread_rwlock_t*);
-  static const auto next = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_rwlock_wrlock"));
-  return next(lock);
-}
-}
-#endif
 
 namespace vekbf::test {
 namespace {
