@@ -1,0 +1,94 @@
+# SPDX-License-Identifier: MIT
+"""LADSPA and LV2 through hosts that people have: the samples of `vekbf process`, 511 later."""
+
+import subprocess
+import unittest
+
+import numpy as np
+from support import DELAY, PLUGINS, HostTest, need, noise, read_wav, write_wav
+
+BUNDLES = PLUGINS / "bundles"
+
+CASES = [
+    # mics, rate, shape, controls: angle, spacing, square, adaptive, intensity
+    (2, 16000, "line:2:50mm", (30, 50, 0, 0, 3)),
+    (3, 8000, "line:3:35mm", (120, 35, 0, 1, 3)),
+    (4, 48000, "line:4:12.5mm", (75, 12.5, 0, 0, 3)),
+    (4, 16000, "square:64mm", (200, 64, 1, 0, 3)),
+    (4, 44100, "square:64mm", (315, 64, 1, 1, 8)),
+]
+
+
+class PortHosts(HostTest):
+    def assert_delayed(self, beam, expected, case):
+        self.assertGreater(len(beam), len(expected) - DELAY, case)
+        self.assertFalse(beam[:DELAY].any(), case)
+        common = min(len(beam) - DELAY, len(expected))
+        np.testing.assert_array_equal(beam[DELAY : DELAY + common], expected[:common], str(case))
+
+    def expected(self, case, samples):
+        _, rate, shape, (angle, _, _, adaptive, intensity) = case
+        algorithm = "adaptive" if adaptive else "fixed"
+        return self.tool(
+            samples, rate, "--array", shape, "--angle", angle, "--algorithm", algorithm, "--intensity", intensity
+        )
+
+    def test_ladspa_by_applyplugin(self):
+        need("applyplugin")
+        for case in CASES:
+            mics, rate, _, controls = case
+            samples = noise(9000, mics)
+            source, target = self.folder / "in.wav", self.folder / "out.wav"
+            write_wav(source, samples, rate)
+            self.run_host(
+                *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", f"vekbf{mics}", *controls),
+                LADSPA_PATH=str(PLUGINS),
+            )
+            self.assert_delayed(read_wav(target), self.expected(case, samples), case)
+
+    def test_lv2_by_lv2apply(self):
+        need("lv2apply")
+        names = ("angle", "spacing", "square", "adaptive", "intensity")
+        for case in CASES:
+            mics, rate, _, controls = case
+            samples = noise(9000, mics)
+            source, target = self.folder / "in.wav", self.folder / "out.wav"
+            write_wav(source, samples, rate)
+            given = [word for pair in zip(names, controls) for word in ("-c", *pair)]
+            self.run_host(
+                *("lv2apply", "-i", source, "-o", target, *given, f"urn:vekbf:beam{mics}"), LV2_PATH=str(BUNDLES)
+            )
+            self.assert_delayed(read_wav(target), self.expected(case, samples), case)
+
+    def test_the_lv2_description_is_valid(self):
+        need("sord_validate")
+        files = [*BUNDLES.rglob("*.ttl")]
+        self.assertEqual(len(files), 2)
+        result = self.run_host("sord_validate", *subprocess.getoutput("find /usr/lib/lv2 -name '*.ttl'").split(), *files)
+        self.assertIn("Found 0 errors", result.stdout + result.stderr)
+
+    def test_an_array_from_the_file(self):
+        need("applyplugin")
+        positions = self.folder / "array.conf"
+        positions.write_text('mic = ["0,0", "0.02,0", "0.07,0"]\nsound-speed = 340\n')
+        samples = noise(9000, 3)
+        source, target = self.folder / "in.wav", self.folder / "out.wav"
+        write_wav(source, samples)
+        self.run_host(
+            *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", "vekbf3", 45, 0, 0, 0, 3),
+            LADSPA_PATH=str(PLUGINS),
+            VEKBF_CONFIG=str(positions),
+        )
+        self.assert_delayed(read_wav(target), self.tool(samples, 16000, "--config", positions, "--angle", 45), "file")
+
+    def test_each_module_exports_its_entry_only(self):
+        for module, entry in (
+            (PLUGINS / "vekbf_ladspa.so", "ladspa_descriptor"),
+            (BUNDLES / "vekbf.lv2" / "vekbf.so", "lv2_descriptor"),
+        ):
+            listing = subprocess.check_output(["nm", "-D", "--defined-only", str(module)], text=True)
+            self.assertEqual([line.split()[-1] for line in listing.splitlines()], [entry])
+
+
+if __name__ == "__main__":
+    unittest.main()
