@@ -1,23 +1,44 @@
 # Arithmetic and warning flags, for every target of this project.
 
+# The machine that the compiler makes code for, by its own macros: the processor's name says x86_64 with -m32, too.
+# Looked at anew in every run, because the flags may have changed.
+include(CheckCXXSourceCompiles)
+set(VEKBF_MACHINE other)
+# Compiled, not linked: the libraries of that machine are not asked for.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+set(CMAKE_REQUIRED_QUIET ON)
+foreach(machine x86_64 i386 aarch64 arm)
+  unset(VEKBF_COMPILES_FOR_${machine} CACHE)
+  check_cxx_source_compiles("#ifndef __${machine}__
+#error another machine
+#endif
+int main() { return 0; }" VEKBF_COMPILES_FOR_${machine})
+  if(VEKBF_COMPILES_FOR_${machine})
+    set(VEKBF_MACHINE ${machine})
+    break()
+  endif()
+endforeach()
+unset(CMAKE_TRY_COMPILE_TARGET_TYPE)
+unset(CMAKE_REQUIRED_QUIET)
+
 # Every product is rounded before it is added, on every compiler and machine: never -ffast-math, never contraction.
 # -fno-math-errno lets a square root be one instruction; it changes no value.
 add_library(vekbf_arithmetic INTERFACE)
 target_compile_options(vekbf_arithmetic INTERFACE -ffp-contract=off -fno-math-errno)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64|amd64)$")
+if(VEKBF_MACHINE MATCHES "^(x86_64|i386)$")
   # gcc 12 turns neighbouring sums and differences of products into vfmsubadd although contraction is off, wherever
   # it may use that instruction (-march=x86-64-v3, native): forbid the instruction itself. It comes with AVX-512 too.
   target_compile_options(vekbf_arithmetic INTERFACE -mno-fma -mno-fma4 -mno-avx512f)
+endif()
+if(VEKBF_MACHINE STREQUAL "i386")
+  # The x87 unit would compute in extended precision.
+  target_compile_options(vekbf_arithmetic INTERFACE -msse2 -mfpmath=sse)
 endif()
 # gcc 12 drops the rounding of two neighbouring doubles to single precision and back when it makes vectors of scalars
 # (dropped_rounding_test sees it on x86). Our vectors are written as such, so it need not do that anywhere.
 target_compile_options(vekbf_arithmetic
                        INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
-  target_compile_options(vekbf_arithmetic INTERFACE -msse2 -mfpmath=sse)
-endif()
-
-option(VEKBF_WARNINGS_AS_ERRORS "Treat warnings as errors" ${VEKBF_IS_TOP_LEVEL})
+option(VEKBF_WARNINGS_AS_ERRORS "Treat warnings as errors" OFF)
 add_library(vekbf_warnings INTERFACE)
 target_compile_options(
   vekbf_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi

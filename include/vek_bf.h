@@ -130,6 +130,18 @@
 extern "C" {
 #endif
 
+/** @name Version
+ * Of this header, to be compared when a host is compiled; the banner of VekBf_GetLibVersion names
+ * the version of the algorithm.
+ * @{ */
+#define VEK_BF_VERSION_MAJOR 2 /**< grows with the SONAME */
+#define VEK_BF_VERSION_MINOR 0 /**< grows with what is added */
+#define VEK_BF_VERSION_PATCH 0 /**< grows with what is repaired */
+/** One number that grows with the version: 20100 is 2.1.0 */
+#define VEK_BF_VERSION \
+  (VEK_BF_VERSION_MAJOR * 10000 + VEK_BF_VERSION_MINOR * 100 + VEK_BF_VERSION_PATCH)
+/** @} */
+
 /** @name Sizes of the interface
  * @{ */
 #define VEK_BF_MAX_MICS 4       /**< microphones an array may have */
@@ -278,6 +290,9 @@ uint32_t VekBf_Free(VekBfHandle handle);
 static_assert(sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8, "layout of the records");
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 _Static_assert(sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8, "layout of the records");
+#else
+/* Of a negative size, and thus refused, where the layout is another one (-fshort-enums). */
+typedef char VekBfLayoutOfTheRecords[sizeof(VekBfInit) == 56 && sizeof(VekBfConfig) == 8 ? 1 : -1];
 #endif
 
 #endif /* VEK_BF_H */

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "base/arithmetic.h"
+
 // One complex value; a spectrum is an array of these, so bin k lies at float positions 2k and 2k+1.
 struct Complex {
   float re;

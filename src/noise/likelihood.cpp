@@ -126,6 +126,8 @@ void gains(VadState& state) {
   });
 }
 
+bool is_in_gain_domain(float snr) { return snr >= kGainLowestSnr && snr <= kGainHighestSnr; }
+
 template <class Functions>
 void run_bins(VadState& state, const float* power, const float* noise) {
   signal_to_noise(state, power, noise);
@@ -136,7 +138,9 @@ void run_bins(VadState& state, const float* power, const float* noise) {
 }  // namespace
 
 void bin_likelihoods(VadState& state, const float* power, const float* noise) {
-  const bool usual = state.snrMin >= kGainLowestSnr && state.snrMax <= kGainHighestSnr &&
+  // The clamped ratio is one of the two limits or lies between them, also where they stand the
+  // wrong way round.
+  const bool usual = is_in_gain_domain(state.snrMin) && is_in_gain_domain(state.snrMax) &&
                      state.snrSmoothing == 0.99f;
   if (usual) {
     run_bins<ByTable>(state, power, noise);

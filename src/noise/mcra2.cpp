@@ -163,7 +163,8 @@ void mcra2_run(Mcra2State* state, const float* power) {
     log_line(Severity::kError, "mcra2_run", "Mcra handle is NULL");
     return;
   }
-  if (power == nullptr) return;
+  // Without bins nothing is read: the frame counts.
+  if (power == nullptr && state->binCount > 0) return;
   if (state->frameCount == 1) {
     seed(*state, power);
   } else {

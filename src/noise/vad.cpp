@@ -110,7 +110,8 @@ float vad_run(VadState* state, const float* power) {
     return kRefused;
   }
   mcra2_run(state->mcra, power);
-  if (state->mcra == nullptr || power == nullptr) return kRefused;
+  const bool readable = power != nullptr || state->binCount < 1;
+  if (state->mcra == nullptr || !readable) return kRefused;
   bin_likelihoods(*state, state->mcra->inputPower, state->mcra->noisePower);
   const float probability = frame_probability(*state);
   update_decision(*state, probability > state->threshold);

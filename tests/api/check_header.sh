@@ -91,6 +91,14 @@ try() {
   fi
 }
 
+# A compiler that gives enumerations fewer bytes is refused by C of every standard. (C++ states their width.)
+for standard in c99 c11 c17; do
+  if compile "$include" "$cc" $standard "$scratch/hosts/vek_bf.c" "$@" -fshort-enums 2>/dev/null; then
+    echo "vek_bf: $cc -std=$standard: records of another layout pass"
+    bad=1
+  fi
+done
+
 for path in "$include"/*.h; do
   header=$(basename "$path" .h)
   host=$scratch/hosts/$header

@@ -30,6 +30,24 @@ def read(readelf, *arguments):
     ).stdout
 
 
+# Machines on which debuggers and profilers walk the stack by tables. (32-bit ARM has tables of its own, for exceptions.)
+UNWOUND = r"Machine:\s+(Advanced Micro Devices X86-64|AArch64)"
+
+
+def unwind_faults(readelf, library, symbols):
+    frames = read(readelf, "--debug-dump=frames", library)
+    ranges = [(int(a, 16), int(b, 16)) for a, b in re.findall(r" FDE .*pc=([0-9a-f]+)\.\.([0-9a-f]+)", frames)]
+    for value, size, name in re.findall(r":\s+([0-9a-f]+)\s+(\d+)\s+FUNC\s+GLOBAL\s+DEFAULT\s+\d+\s+(\w+)", symbols):
+        start = int(value, 16)
+        if not any(a <= start and start + int(size) <= b for a, b in ranges):
+            yield f"has no unwind table for {name}"
+    sections = read(readelf, "--section-headers", library)
+    text = int(re.search(r"\]\s+\.text\s+PROGBITS\s+\S+\s+\S+\s+([0-9a-f]+)", sections).group(1), 16)
+    covered = sum(b - a for a, b in ranges)
+    if covered < 0.9 * text:
+        yield f"has unwind tables for {covered} of {text} bytes of code"
+
+
 def faults(readelf, library):
     header = read(readelf, "--file-header", library)
     dynamic = read(readelf, "--dynamic", library)
@@ -75,6 +93,9 @@ def faults(readelf, library):
         if kind != "FUNC" or version != VERSION_NODE:
             yield f"defines {kind} {name}"
         defined.add(base)
+    if re.search(UNWOUND, header):
+        yield from unwind_faults(readelf, library, symbols)
+
     if defined != EXPORTS:
         yield f"exports {sorted(defined ^ EXPORTS)} too many or too few"
 

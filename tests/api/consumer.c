@@ -42,6 +42,14 @@ AT_COMPILE_TIME(adaptive_value, VEK_ADAPTIVE_BF == 1);
 AT_COMPILE_TIME(constants, VEK_BF_MAX_MICS == 4 && VEK_BF_BLOCK_FRAMES == 128 &&
                                VEK_BF_LAG_SAMPLES == 384 && VEK_BF_OK == 0);
 
+#if VEK_BF_VERSION_MAJOR != PROJECT_MAJOR || VEK_BF_VERSION_MINOR != PROJECT_MINOR || \
+    VEK_BF_VERSION_PATCH != PROJECT_PATCH
+#error "the header's version is not the project's"
+#endif
+#if VEK_BF_VERSION != PROJECT_MAJOR * 10000 + PROJECT_MINOR * 100 + PROJECT_PATCH
+#error "VEK_BF_VERSION does not follow from its parts"
+#endif
+
 static int failures = 0;
 
 static void expect(int condition, const char *what) {

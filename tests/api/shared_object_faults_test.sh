@@ -34,4 +34,5 @@ link "$script$map" && check || { echo "a good object is refused"; cat "$scratch/
 finds "executable stack" "$script$map" -Wl,-z,execstack
 finds "VekBf_Extra.* too many" "$script$scratch/extra.map" "$scratch/extra.c"
 finds "needs" "$script$map" -Wl,--no-as-needed -lgcc_s
+finds "no unwind table for VekBf_Extra" "$script$scratch/extra.map" -fno-asynchronous-unwind-tables "$scratch/extra.c"
 echo "every planted fault was found"

@@ -148,6 +148,9 @@ TEST(Likelihood, OtherParametersGoByTheLibraryFunctions) {
                              {1000.0f, 1e-9f, 0.99f},
                              {1000.0f, 0.001f, 0.5f},
                              {1000.0f, 0.001f, 3.0f},
+                             {1000.0f, 2e4f, 0.99f},
+                             {1e-9f, 0.001f, 0.99f},
+                             {1e-9f, 2e4f, 0.99f},
                              {kNoNumber, kNoNumber, kNoNumber}};
   for (const auto& [highest, lowest, smoothing] : limits) {
     SCOPED_TRACE(testing::Message() << lowest << " to " << highest << ", " << smoothing);

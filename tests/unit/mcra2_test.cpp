@@ -241,6 +241,9 @@ TEST(Mcra2, NoBinsCountFramesOnly) {
     EXPECT_EQ(e->frameCount, 2);
     e.run(one);
     EXPECT_EQ(e->frameCount, 3);
+    // An empty spectrum may have no address.
+    mcra2_run(e.state, nullptr);
+    EXPECT_EQ(e->frameCount, 4);
   }
 }
 

@@ -277,6 +277,8 @@ TEST(Vad, NoBinsGiveNoNumber) {
     EXPECT_EQ(std::isnan(p), bins == 0);
     EXPECT_EQ(state->mcra->frameCount, 2);
     EXPECT_EQ(state->decision, 0);
+    EXPECT_EQ(std::isnan(vad_run(state, nullptr)), bins == 0);
+    EXPECT_EQ(state->mcra->frameCount, 3);
     vad_free(state);
   }
 }
