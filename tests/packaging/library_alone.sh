@@ -74,9 +74,9 @@ HOST
     [ -n "$lines" ] || fail "no source of the library is compiled"
     echo "$lines" | while read -r line; do
       # What the compiler says of these flags, in the place of the source.
+      flags=$(echo "$line" | tr ' ' '\n' | grep -E '^-[mfO]' | tr '\n' ' ')
       # shellcheck disable=SC2086 # the line is words
-      method=$(set -- $line; compiler=$1; flags=; for word; do case $word in -m* | -f* | -O*) flags="$flags $word" ;; esac; done
-        $compiler $flags -dM -E -x c++ /dev/null | sed -n 's/^#define __FLT_EVAL_METHOD__ //p')
+      method=$(${line%% -*} $flags -dM -E -x c++ /dev/null | sed -n 's/^#define __FLT_EVAL_METHOD__ //p')
       [ "$method" = 0 ] || fail "excess precision ($method): $line"
     done
     exit
