@@ -2,6 +2,7 @@
 #include "fft/fft.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include <cstddef>
 
@@ -28,6 +29,21 @@ bool is_complete(const FftState& state) {
 
 float* allocate_samples(int32_t count) {
   return static_cast<float*>(calloc(count < 1 ? 0 : static_cast<size_t>(count), sizeof(float)));
+}
+
+uint64_t window_bytes(int32_t size) { return static_cast<uint64_t>(size) * sizeof(float); }
+
+FftState empty_state(int32_t size) {
+  FftState state = {};
+  state.fftSize = size;
+  state.frameSize = size;
+  return state;
+}
+
+void make_usable(FftState* state, const FftInitParams& params) {
+  vekbf::fft::fill_window(state->window, state->windowSq, params.fftSize, params.windowType,
+                          params.symmetric != 0);
+  state->initFlag = 1;
 }
 
 void multiply_from(int32_t i, int32_t count, float* out, const float* in, const float* window) {
@@ -81,19 +97,39 @@ FftState* fft_init(const FftInitParams* params) {
   FftState* state = static_cast<FftState*>(malloc(sizeof(FftState)));
   if (state == nullptr) return nullptr;
   const int32_t size = params->fftSize;
-  *state = {};
-  state->fftSize = size;
-  state->frameSize = size;
+  *state = empty_state(size);
   state->window = allocate_samples(size);
   state->windowSq = allocate_samples(size);
   state->windowSqSum = allocate_samples(size);
   state->plan = fft_plan_alloc(size);
   if (!is_complete(*state)) return state;  // initFlag 0: do_fft refuses it, fft_free releases it
 
-  state->initFlag = 1;
-  vekbf::fft::fill_window(state->window, state->windowSq, size, params->windowType,
-                          params->symmetric != 0);
+  make_usable(state, *params);
   log_line(Severity::kMessage, "fft_init", "NEON ENABLE");
+  return state;
+}
+
+size_t fft_bytes(const FftInitParams& params) {
+  const size_t plan = fft_plan_bytes(params.fftSize);
+  if (plan == 0) return 0;
+  const uint64_t bytes = uint64_t{plan} + sizeof(FftState) + 3 * window_bytes(params.fftSize);
+  return bytes > SIZE_MAX ? 0 : static_cast<size_t>(bytes);
+}
+
+FftState* fft_lay_out(void* memory, const FftInitParams& params) {
+  if (memory == nullptr || fft_bytes(params) == 0) return nullptr;
+  const int32_t size = params.fftSize;
+  FftState* state = static_cast<FftState*>(memory);
+  *state = empty_state(size);
+  state->plan = fft_plan_lay_out(state + 1, size);
+  if (state->plan == nullptr) return nullptr;
+  char* windows = reinterpret_cast<char*>(state + 1) + fft_plan_bytes(size);
+  const size_t bytes = static_cast<size_t>(window_bytes(size));
+  state->window = reinterpret_cast<float*>(windows);
+  state->windowSq = reinterpret_cast<float*>(windows + bytes);
+  state->windowSqSum = reinterpret_cast<float*>(windows + 2 * bytes);
+  memset(state->windowSqSum, 0, bytes);
+  make_usable(state, params);
   return state;
 }
 

@@ -3,6 +3,7 @@
 // Windowed analysis and synthesis around the real FFT.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "fft/fft_engine.h"
@@ -32,6 +33,13 @@ inline constexpr int32_t kInverse = -1;
 // Returns a new state, or null (with a log line) for null params. If memory runs out the
 // result is null or a state that do_fft refuses.
 FftState* fft_init(const FftInitParams* params);
+
+// The same without the heap, for callers that own all their memory: bytes that a state of
+// params.fftSize samples takes (0 for sizes that have no plan), and a usable state in that many
+// bytes at `memory`, which must be aligned for a pointer. It prints nothing but what a windowType
+// that is none prints. Such a state is not released; fft_free must not see it.
+size_t fft_bytes(const FftInitParams& params);
+FftState* fft_lay_out(void* memory, const FftInitParams& params);
 
 // direction 1: `in` holds N samples and is windowed in place; `out` receives N/2+1 bins (N+2
 // floats). direction -1: `in` holds N/2+1 bins and is left alone; `out` receives N windowed

@@ -5,6 +5,7 @@
 // docs/numerics.md for the schedule of the butterflies.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "base/complex.h"
@@ -41,6 +42,12 @@ int32_t fft_factor(int32_t n, int32_t* factors, int32_t flags);
 // 16 points) can be transformed; for other sizes the plan exists but the transforms return without
 // writing.
 RealFftPlan* fft_plan_alloc(int32_t size);
+
+// The same without the heap, for callers that own all their memory: bytes that a plan of `size`
+// points takes (0 for sizes below 2, and where no memory can be so large), and a plan laid out in
+// that many bytes at `memory`, which must be aligned for a pointer. Such a plan is not released.
+size_t fft_plan_bytes(int32_t size);
+RealFftPlan* fft_plan_lay_out(void* memory, int32_t size);
 
 // Complex transform of config->nfft points from `in` to `out` (which must not overlap each other or
 // the work area). inverse == 0: Y[k] = sum x[n] exp(-2 pi i k n / nfft), unscaled; otherwise the

@@ -16,14 +16,7 @@ constexpr float kMinusPi = -3.1415927f;
 constexpr uint64_t kSpareBytes = 8;
 constexpr size_t kFactorsOffset = (sizeof(RealFftPlan) + 7) / 8 * 8;
 
-uint64_t block_bytes(int32_t size) {
-  const uint64_t points = static_cast<uint64_t>(size);
-  const uint64_t ncfft = points / 2;
-  return kFactorsOffset + kFactorSlots * sizeof(int32_t) +
-         (ncfft + ncfft / 2 + points) * sizeof(Complex) + kSpareBytes;
-}
-
-RealFftPlan* lay_out(void* block, int32_t ncfft) {
+RealFftPlan* point_into(void* block, int32_t ncfft) {
   RealFftPlan* plan = static_cast<RealFftPlan*>(block);
   plan->ncfft = ncfft;
   plan->factors = reinterpret_cast<int32_t*>(static_cast<char*>(block) + kFactorsOffset);
@@ -73,18 +66,30 @@ void fill_super_twiddles(RealFftPlan* plan) {
 
 }  // namespace
 
-RealFftPlan* fft_plan_alloc(int32_t size) {
-  if (size < 2) return nullptr;  // no complex transform to factor
-  const uint64_t bytes = block_bytes(size);
-  if (bytes > SIZE_MAX) return nullptr;
-  void* block = malloc(static_cast<size_t>(bytes));
-  if (block == nullptr) return nullptr;
-  RealFftPlan* plan = lay_out(block, size / 2);
-  if (fft_factor(plan->ncfft, plan->factors, 1) != 0) {
-    free(block);
-    return nullptr;
-  }
+size_t fft_plan_bytes(int32_t size) {
+  if (size < 2) return 0;  // no complex transform to factor
+  const uint64_t points = static_cast<uint64_t>(size);
+  const uint64_t ncfft = points / 2;
+  const uint64_t bytes = kFactorsOffset + kFactorSlots * sizeof(int32_t) +
+                         (ncfft + ncfft / 2 + points) * sizeof(Complex) + kSpareBytes;
+  return bytes > SIZE_MAX ? 0 : static_cast<size_t>(bytes);
+}
+
+RealFftPlan* fft_plan_lay_out(void* memory, int32_t size) {
+  if (memory == nullptr || size < 2) return nullptr;
+  RealFftPlan* plan = point_into(memory, size / 2);
+  if (fft_factor(plan->ncfft, plan->factors, 1) != 0) return nullptr;
   fill_stage_twiddles(plan);
   fill_super_twiddles(plan);
+  return plan;
+}
+
+RealFftPlan* fft_plan_alloc(int32_t size) {
+  const size_t bytes = fft_plan_bytes(size);
+  if (bytes == 0) return nullptr;
+  void* block = malloc(bytes);
+  if (block == nullptr) return nullptr;
+  RealFftPlan* plan = fft_plan_lay_out(block, size);
+  if (plan == nullptr) free(block);
   return plan;
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <stdlib.h>
+#include <string.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -34,6 +35,22 @@ bool allocate_arrays(State* state, float* State::*const (&arrays)[Count], int32_
     }
   }
   return true;
+}
+
+// The same in memory that the caller gives, one array behind the other.
+template <class State, size_t Count>
+uint64_t arrays_bytes(float* State::*const (&)[Count], int32_t count) {
+  return count > 0 ? Count * sizeof(float) * static_cast<uint64_t>(count) : 0;
+}
+
+template <class State, size_t Count>
+void lay_out_arrays(State* state, float* State::*const (&arrays)[Count], int32_t count,
+                    float* memory) {
+  memset(memory, 0, static_cast<size_t>(arrays_bytes(arrays, count)));
+  for (float* State::*array : arrays) {
+    state->*array = memory;
+    if (count > 0) memory += count;
+  }
 }
 
 }  // namespace vekbf

@@ -50,6 +50,18 @@ void fill_thresholds(float* delta, int32_t sampleRate, int32_t binCount) {
   }
 }
 
+void set_parameters(Mcra2State& state, const Mcra2InitParams& params) {
+  state.frameCount = 1;
+  state.binCount = params.binCount;
+  state.alphaD = 0.95f;
+  state.alphaP = 0.2f;
+  state.beta = 0.8f;
+  state.extraFactor = 0.98f;
+  state.gamma = 0.998f;
+  state.eta = 0.7f;
+  fill_thresholds(state.delta, params.sampleRate, params.binCount);
+}
+
 void seed(Mcra2State& state, const float* power) {
   const size_t bytes = static_cast<size_t>(std::max(state.binCount, 0)) * sizeof(float);
   if (bytes == 0) return;
@@ -145,15 +157,22 @@ Mcra2State* mcra2_init(const Mcra2InitParams* params) {
     free(state);
     return nullptr;
   }
-  state->frameCount = 1;
-  state->binCount = params->binCount;
-  state->alphaD = 0.95f;
-  state->alphaP = 0.2f;
-  state->beta = 0.8f;
-  state->extraFactor = 0.98f;
-  state->gamma = 0.998f;
-  state->eta = 0.7f;
-  fill_thresholds(state->delta, params->sampleRate, params->binCount);
+  set_parameters(*state, *params);
+  return state;
+}
+
+size_t mcra2_bytes(const Mcra2InitParams& params) {
+  using namespace vekbf;
+  const uint64_t bytes = sizeof(Mcra2State) + arrays_bytes(kArrays, params.binCount);
+  return bytes > SIZE_MAX ? 0 : static_cast<size_t>(bytes);
+}
+
+Mcra2State* mcra2_lay_out(void* memory, const Mcra2InitParams& params) {
+  using namespace vekbf;
+  if (memory == nullptr || mcra2_bytes(params) == 0) return nullptr;
+  auto* state = static_cast<Mcra2State*>(memory);
+  lay_out_arrays(state, kArrays, params.binCount, reinterpret_cast<float*>(state + 1));
+  set_parameters(*state, params);
   return state;
 }
 

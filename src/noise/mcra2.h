@@ -6,6 +6,7 @@
 // mcra2.cpp.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct Mcra2InitParams {
@@ -38,6 +39,13 @@ struct Mcra2State {
 
 // Returns a new estimator, or null for null params (with a log line) or when memory runs out.
 Mcra2State* mcra2_init(const Mcra2InitParams* params);
+
+// The same without the heap, for callers that own all their memory: bytes that an estimator of
+// params.binCount bins takes (0 where no memory can be so large), and an estimator in that many
+// bytes at `memory`, which must be aligned for a pointer. Such an estimator is not released;
+// mcra2_free must not see it.
+size_t mcra2_bytes(const Mcra2InitParams& params);
+Mcra2State* mcra2_lay_out(void* memory, const Mcra2InitParams& params);
 
 // Takes one frame's power spectrum of K bins. The first frame only seeds the estimates.
 void mcra2_run(Mcra2State* state, const float* power);
