@@ -144,14 +144,10 @@ TEST(Likelihood, NegativeAprioriRatioGivesNoGain) {
 
 // A detector whose parameters were changed leaves the domain of the tables.
 TEST(Likelihood, OtherParametersGoByTheLibraryFunctions) {
-  const float limits[][3] = {{1e6f, 0.001f, 0.99f},
-                             {1000.0f, 1e-9f, 0.99f},
-                             {1000.0f, 0.001f, 0.5f},
-                             {1000.0f, 0.001f, 3.0f},
-                             {1000.0f, 2e4f, 0.99f},
-                             {1e-9f, 0.001f, 0.99f},
-                             {1e-9f, 2e4f, 0.99f},
-                             {kNoNumber, kNoNumber, kNoNumber}};
+  const float limits[][3] = {{1e6f, 0.001f, 0.99f},   {1000.0f, 1e-9f, 0.99f},
+                             {1000.0f, 0.001f, 0.5f}, {1000.0f, 0.001f, 3.0f},
+                             {1000.0f, 2e4f, 0.99f},  {1e-9f, 0.001f, 0.99f},
+                             {1e-9f, 2e4f, 0.99f},    {kNoNumber, kNoNumber, kNoNumber}};
   for (const auto& [highest, lowest, smoothing] : limits) {
     SCOPED_TRACE(testing::Message() << lowest << " to " << highest << ", " << smoothing);
     Bins bins(9);
