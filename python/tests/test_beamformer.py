@@ -188,6 +188,76 @@ class ZeroBlocksTest(unittest.TestCase):
             self.assertEqual(beam.zero_blocks, 2)
 
 
+    def test_time_can_be_kept(self):
+        signal = with_pauses(4321, 2)
+        # Blocks 8 to 10 and 16 to 20 begin with 128 values of silence: one of them loses its zero.
+        spoilt = signal.copy()
+        for block in (8, 9, 10, 16, 17, 18, 19, 20):
+            self.assertFalse(spoilt[block * BLOCK : block * BLOCK + 64].any())
+            spoilt[block * BLOCK, 0] = 1
+        wanted = whole(spoilt, 60, LINE[:2])
+        np.testing.assert_array_equal(whole(signal, 60, LINE[:2], keep_time=True), wanted)
+        self.assertFalse(np.array_equal(whole(signal, 60, LINE[:2]), wanted))
+        with vekbf.Beamformer(RATE, LINE[:2], keep_time=True) as beam:
+            beam.process(signal)
+            self.assertEqual(beam.zero_blocks, 8)
+        self.assertEqual(beam.zero_blocks, 8)  # also of one that is closed
+
+
+class SettingsTest(unittest.TestCase):
+    def test_a_beam_from_the_words_of_the_tool(self):
+        signal = noise(3000, 4)
+        settings = vekbf.Settings({"array": "line:4:40mm", "algorithm": "adaptive", "angle": "60", "keep-time": "no"})
+        settings["intensity"] = "9"
+        with vekbf.Beamformer.from_settings(settings, RATE, 4) as beam:
+            got = np.concatenate([beam.process(signal), beam.flush()])
+            steered = np.concatenate([beam.process(signal, 100), beam.flush()])
+        options = {"algorithm": "adaptive", "intensity": 9}
+        np.testing.assert_array_equal(got, whole(signal, 60, **options))
+        np.testing.assert_array_equal(steered, whole(signal, 100, **options))
+
+    def test_an_option_file_and_an_angle_track(self):
+        signal = noise(3000, 4)
+        with tempfile.TemporaryDirectory() as folder:
+            track, options = Path(folder, "track.txt"), Path(folder, "beam.conf")
+            track.write_text("0.04 30\n0.1 150\n")
+            options.write_text(f"array = line:4:40mm\nangle = 80\nangle-track = {track}\n")
+            settings = vekbf.Settings()
+            settings.read(options)
+            options.write_text("angle = north\n")
+            with self.assertRaisesRegex(vekbf.VekBfError, "beam.conf:1: angle is a whole number"):
+                settings.read(options)
+        with vekbf.Beamformer.from_settings(settings, RATE, 4) as beam:
+            got = np.concatenate([beam.process(signal), beam.flush()])
+        # From the first block on that begins at 640 frames or later, then at 1600.
+        angles = [80] * 5 + [30] * 8 + [150] * 11
+        np.testing.assert_array_equal(got, whole(signal, angles))
+
+    def test_the_array(self):
+        name, positions, sound_speed = vekbf.Settings({"array": "square:64mm", "sound-speed": "340"}).array()
+        self.assertEqual((name, sound_speed), ("triangle", 340))
+        radius = 0.064 / np.sqrt(2)
+        np.testing.assert_allclose(positions, [(radius, 0), (0, radius), (-radius, 0), (0, -radius)], atol=1e-8)
+
+    def test_faults_are_one_line(self):
+        def refused(text, call):
+            with self.assertRaisesRegex(vekbf.VekBfError, text) as caught:
+                call()
+            self.assertNotIn("\n", str(caught.exception))
+
+        settings = vekbf.Settings({"array": "line:2:5cm"})
+        refused("'tempo' is no setting", lambda: settings.__setitem__("tempo", "1"))
+        refused("angle is a whole number", lambda: settings.__setitem__("angle", "6\n0"))
+        refused("null character", lambda: settings.__setitem__("angle", "60\0"))
+        refused("absent", lambda: settings.read("absent.conf"))
+        refused("3 channels", lambda: settings.check(RATE, 3))
+        refused("the sample rate", lambda: settings.check(96000))
+        refused("array is missing", lambda: vekbf.Settings().check())
+        refused("array is missing", lambda: vekbf.Settings().array())
+        refused("3 channels", lambda: vekbf.Beamformer.from_settings(settings, RATE, 3))
+        settings.check(RATE, 2)
+
+
 class FaultsTest(unittest.TestCase):
     def refused(self, code, name, **options):
         arguments = {"sample_rate": RATE, "microphones": LINE[:2], **options}
@@ -221,9 +291,9 @@ class FaultsTest(unittest.TestCase):
         for geometry in ("rectangle", "circular"):
             with self.assertRaisesRegex(ValueError, "silence"):
                 vekbf.Beamformer(RATE, LINE, geometry=geometry)
-        for option in ({"geometry": "round"}, {"algorithm": "best"}):
-            with self.assertRaisesRegex(ValueError, "is one of"):
-                vekbf.Beamformer(RATE, LINE, **option)
+        for key, wanted in (("geometry", "linear or triangle"), ("algorithm", "fixed or adaptive")):
+            with self.assertRaisesRegex(ValueError, f"{key} is {wanted}, not 'round'"):
+                vekbf.Beamformer(RATE, LINE, **{key: "round"})
         for option in ({"sound_speed": 343.5}, {"intensity": "5"}):
             with self.assertRaisesRegex(TypeError, "whole number"):
                 vekbf.Beamformer(RATE, LINE, **option)
@@ -236,6 +306,10 @@ class FaultsTest(unittest.TestCase):
             for shape in ((10,), (10, 1), (2, 10), (10, 2, 1)):
                 with self.assertRaisesRegex(ValueError, r"\(frames, 2\)"):
                     beam.process(np.zeros(shape, np.int16))
+            for samples in (np.zeros((10, 2), "<i2"), np.zeros((0, 2), np.int16)):
+                samples.flags.writeable = False
+                beam.process(samples)
+            beam.flush()
             # A refused call has taken nothing.
             signal = noise(300, 2)
             got = np.concatenate([beam.process(signal), beam.flush()])
@@ -258,8 +332,10 @@ class FaultsTest(unittest.TestCase):
                 call()
 
     def test_errors_travel_between_processes(self):
-        error = pickle.loads(pickle.dumps(vekbf.VekBfError(0x30000403, "VekBf_SetConfig")))
-        self.assertEqual((error.code, error.name), (0x30000403, "VEK_BF_ERR_SAMPLE_RATE"))
+        error = vekbf.VekBfError(0x30000403, "VekBf_SetConfig", "too fast")
+        copy = pickle.loads(pickle.dumps(error))
+        self.assertEqual((copy.code, copy.name), (0x30000403, "VEK_BF_ERR_SAMPLE_RATE"))
+        self.assertEqual(str(copy), str(error))
 
 
 UNCLOSED = """

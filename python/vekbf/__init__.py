@@ -8,13 +8,14 @@
             play(beam.process(chunk, angle=60))     # int16, shape (samples,)
         play(beam.flush())
 
-The shared object ``libvekbf.so.2`` is looked for where the system's loader looks, or in the file that the
+The shared object ``libvekbf-stream.so.2`` is looked for where the system's loader looks, or in the file that the
 environment variable ``VEKBF_LIBRARY`` names.
 """
 
 from ._errors import ERRORS, LibraryNotFound, VekBfError
 from ._library import BLOCK_FRAMES, LAG_SAMPLES, MAX_MICROPHONES
 from .beamformer import Beamformer
+from .settings import Settings
 
 __version__ = "2.0.0"
 
@@ -25,6 +26,7 @@ __all__ = [
     "LAG_SAMPLES",
     "LibraryNotFound",
     "MAX_MICROPHONES",
+    "Settings",
     "VekBfError",
     "__version__",
 ]

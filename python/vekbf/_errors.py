@@ -3,8 +3,6 @@
 
 from __future__ import annotations
 
-OK = 0
-
 #: Code of the library: (its name in ``vek_bf.h``, what is wrong).
 ERRORS: dict[int, tuple[str, str]] = {
     0x30000402: ("VEK_BF_ERR_NULL_HANDLE", "a handle, record or block is null"),
@@ -19,22 +17,23 @@ ERRORS: dict[int, tuple[str, str]] = {
 
 
 class VekBfError(ValueError):
-    """The library refused a call.
+    """The library refused a value.
 
     Attributes:
-        code: what the library returned, such as 0x30000403.
-        name: the name of the code in ``vek_bf.h``, such as ``"VEK_BF_ERR_SAMPLE_RATE"``.
-        call: the function that returned it, such as ``"VekBf_SetConfig"``.
+        code: the library's code for it, such as 0x30000403; 0 where the library has none.
+        name: the name of the code in ``vek_bf.h``, such as ``"VEK_BF_ERR_SAMPLE_RATE"``; empty where there is none.
+        call: the function that refused it, such as ``"VekBf_SetConfig"``.
     """
 
-    def __init__(self, code: int, call: str) -> None:
+    def __init__(self, code: int, call: str, fault: str = "") -> None:
         self.code = code
         self.call = call
-        self.name, reason = ERRORS.get(code, ("unknown", "the library does not say why"))
-        super().__init__(f"{reason} ({call}: {self.name}, 0x{code:08x})")
+        self.name, reason = ERRORS.get(code, ("", "the library does not say why"))
+        self.fault = fault or reason
+        super().__init__(f"{self.fault} ({self.name}, 0x{code:08x})" if self.name else self.fault)
 
-    def __reduce__(self) -> tuple[type[VekBfError], tuple[int, str]]:
-        return type(self), (self.code, self.call)
+    def __reduce__(self) -> tuple[type[VekBfError], tuple[int, str, str]]:
+        return type(self), (self.code, self.call, self.fault)
 
 
 class LibraryNotFound(ImportError):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The shared object and its records, as ``vek_bf.h`` declares them."""
+"""The shared object and its records, as ``vek_stream.h`` and ``vek_bf.h`` declare them."""
 
 from __future__ import annotations
 
@@ -7,7 +7,7 @@ import ctypes
 import functools
 import os
 
-from ._errors import OK, LibraryNotFound, VekBfError
+from ._errors import LibraryNotFound
 
 #: Frames that the library takes, and samples that it gives, at a time.
 BLOCK_FRAMES = 128
@@ -15,10 +15,13 @@ BLOCK_FRAMES = 128
 LAG_SAMPLES = 384
 #: Microphones that an array may have.
 MAX_MICROPHONES = 4
+#: Frames that a stream takes at once when all has been read.
+ROOM = 4096
+#: Number of the sample format: 16-bit integers.
+S16 = 0
 
-FILE_NAME = "libvekbf.so.2"
-GEOMETRIES = {"linear": 0, "triangle": 1, "rectangle": 2, "circular": 3}
-ALGORITHMS = {"fixed": 0, "adaptive": 1}
+FILE_NAME = "libvekbf-stream.so.2"
+GEOMETRIES = ("linear", "triangle", "rectangle", "circular")
 
 
 class Init(ctypes.Structure):
@@ -33,36 +36,44 @@ class Init(ctypes.Structure):
     ]
 
 
-class Config(ctypes.Structure):
-    _fields_ = [("vadThreshold", ctypes.c_float), ("intensity", ctypes.c_uint32)]
+class Counts(ctypes.Structure):
+    _fields_ = [
+        (name, ctypes.c_uint64) for name in ("frames", "blocks", "zeroBlocks", "clipped", "notNumbers", "wraps")
+    ]
 
 
-assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(Config) == 8
+assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(Counts) == 48
 
 
 @functools.lru_cache(maxsize=None)
 def load() -> ctypes.CDLL:
     """The library, with the types of its functions; each process loads it once."""
     name = os.environ.get("VEKBF_LIBRARY") or FILE_NAME
+    pointer, text, whole, size = ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int32, ctypes.c_size_t
     try:
         library = ctypes.CDLL(name)
-        pointer, code = ctypes.c_void_p, ctypes.c_uint32
         for function, result, arguments in (
-            ("VekBf_GetBufferSize", ctypes.c_uint32, []),
-            ("VekBf_Init", pointer, [pointer, ctypes.POINTER(Init)]),
-            ("VekBf_SetConfig", code, [pointer, ctypes.POINTER(Config)]),
-            ("VekBf_Run", code, [pointer, pointer, pointer, ctypes.c_int32]),
-            ("VekBf_Free", code, [pointer]),
+            ("NewSettings", pointer, []),
+            ("FreeSettings", None, [pointer]),
+            ("Set", text, [pointer, text, text]),
+            ("ReadFile", text, [pointer, text]),
+            ("Check", text, [pointer, ctypes.c_uint32, whole]),
+            ("GetArray", text, [pointer, ctypes.c_uint32, pointer]),
+            ("Open", text, [pointer, ctypes.c_uint32, whole, pointer]),
+            ("Restart", text, [pointer]),
+            ("Close", None, [pointer]),
+            ("Steer", None, [pointer, whole]),
+            ("WriteInterleaved", size, [pointer, whole, pointer, size]),
+            ("Read", size, [pointer, whole, pointer, ctypes.c_ssize_t, size]),
+            ("Available", size, [pointer]),
+            ("Finish", None, [pointer]),
+            ("FramesToBlock", size, [pointer]),
+            ("GetCounts", None, [pointer, pointer]),
         ):
-            entry = getattr(library, function)
+            entry = getattr(library, "VekStream_" + function)
             entry.restype, entry.argtypes = result, arguments
     except (OSError, AttributeError) as error:
         raise LibraryNotFound(
-            f"{error}: install the library, or let VEKBF_LIBRARY name the file", name="vekbf", path=name
+            f"{error}: install the library, or let VEKBF_LIBRARY name the file {FILE_NAME}", name="vekbf", path=name
         ) from error
     return library
-
-
-def expect_ok(code: int, call: str) -> None:
-    if code != OK:
-        raise VekBfError(code, call)

@@ -3,45 +3,38 @@
 
 from __future__ import annotations
 
-import contextlib
 import ctypes
 import operator
 import threading
-from collections import deque
 from collections.abc import Sequence
 from types import TracebackType
-from typing import TYPE_CHECKING, Any, Union
+from typing import TYPE_CHECKING, Any, Optional, Union
 
 import numpy as np
 
-from . import _library
-from ._library import BLOCK_FRAMES, LAG_SAMPLES, MAX_MICROPHONES, expect_ok
-from ._quiet import quiet
+from ._library import BLOCK_FRAMES, ROOM, S16, Counts, load
+from .settings import Settings, expect_no_fault
 
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
 
     Angle = Union[float, Sequence[float], NDArray[np.number[Any]]]
 
-_TAIL_BLOCKS = LAG_SAMPLES // BLOCK_FRAMES
-
-# Buffers of instances that nobody closed. The garbage collector may run while this thread holds a lock, so that it must
-# not call the library; the next instance that is made releases them.
-_unclosed: deque[ctypes.Array[ctypes.c_uint64]] = deque()
+_LARGEST_ANGLE = 2**31 - 1
 
 
-def _whole(value: int, lowest: int, highest: int, what: str) -> int:
-    """`value` as it fits into a field of the library's record, which then refuses what is out of its range."""
+def _whole(value: int, what: str) -> str:
     try:
-        return min(max(operator.index(value), lowest), highest)
+        return str(operator.index(value))
     except TypeError:
         raise TypeError(f"{what} is a whole number, not {value!r}") from None
 
 
-def _chosen(name: str, names: dict[str, int], what: str) -> int:
-    if name not in names:
-        raise ValueError(f"{what} is one of {', '.join(names)}, not {name!r}")
-    return names[name]
+def _address(array: NDArray[np.int16]) -> int:
+    """Of an array that is not empty."""
+    if array.flags.writeable:  # four times as fast
+        return ctypes.addressof(ctypes.c_int16.from_buffer(array.data))
+    return int(array.ctypes.data)
 
 
 class Beamformer:
@@ -65,10 +58,12 @@ class Beamformer:
         vad_threshold: 0 to 1, the probability above which the adaptive algorithm's detector takes a frame for speech.
             Its decision changes no sample.
 
+        keep_time: False: the library's own rule: its time stands still during a block of digital silence, see
+            `zero_blocks`. True: time goes on, and every sample stays lined up with its frame.
+
     Raises:
         VekBfError: the library refuses a value; the error carries its code.
-        ValueError: there is no microphone, a position is not a pair of finite numbers, or the geometry is a rectangle
-            or a circle, which the library accepts but answers with silence.
+        ValueError: there is no microphone, or a position is not a pair of finite numbers.
         LibraryNotFound: the shared object cannot be loaded.
     """
 
@@ -81,63 +76,53 @@ class Beamformer:
         sound_speed: int = 343,
         intensity: int = 3,
         vad_threshold: float = 0.5,
+        keep_time: bool = False,
     ) -> None:
-        self._buffer: ctypes.Array[ctypes.c_uint64] | None = None  # until there is something to close
+        self._stream: Optional[int] = None  # until there is something to close
         positions = np.asarray(microphones, dtype=np.float32)
         if positions.ndim != 2 or positions.shape[1] != 2 or len(positions) == 0:
             raise ValueError(f"microphones has the shape (microphones, 2), not {positions.shape}")
         if not np.isfinite(positions).all():
             raise ValueError("the positions of the microphones are finite numbers")
-        shape = _chosen(geometry, _library.GEOMETRIES, "geometry")
-        if geometry not in ("linear", "triangle"):
-            raise ValueError(
-                f"the library answers the geometry {geometry!r} with silence: use 'triangle' for microphones at 0, 90, "
-                "180 and 270 degrees on a circle"
-            )
-        init = _library.Init(
-            sampleRate=_whole(sample_rate, 0, 2**32 - 1, "sample_rate"),
-            bitWidth=16,
-            micNum=len(positions),
-            soundSpeed=_whole(sound_speed, -(2**31), 2**31 - 1, "sound_speed"),
-            algorithm=_chosen(algorithm, _library.ALGORITHMS, "algorithm"),
-            geometry=shape,
+        settings = Settings(
+            {
+                "mics": "; ".join(f"{x!r},{y!r}" for x, y in positions.tolist()),
+                "geometry": geometry,
+                "algorithm": algorithm,
+                "sound-speed": _whole(sound_speed, "sound_speed"),
+                "intensity": _whole(intensity, "intensity"),
+                "vad-threshold": repr(float(vad_threshold)),
+                "keep-time": "yes" if keep_time else "no",
+            }
         )
-        for m, (x, y) in enumerate(positions[:MAX_MICROPHONES].tolist()):
-            init.micCoordinate[m][:] = (x, y)
-        threshold = float(vad_threshold)
-        config = _library.Config(
-            # Not-a-number would pass the library's check.
-            vadThreshold=threshold if threshold == threshold else -1.0,
-            intensity=_whole(intensity, -1, 2**32 - 1, "intensity") % 2**32,
-        )
-        self._init, self._config = init, config
-        self._channels = len(positions)
-        self._zero_blocks = 0
-        self._lock = threading.Lock()
-        self._library = _library.load()
-        self._open()
+        self._begin(settings, sample_rate, len(positions), 90)
 
-    def _open(self) -> None:
-        """An instance of the library at the beginning of a signal."""
-        with quiet():
-            with contextlib.suppress(IndexError):  # the deque is empty
-                while True:
-                    self._library.VekBf_Free(_unclosed.popleft())
-            size = self._library.VekBf_GetBufferSize()
-            # Whole 64-bit words: the buffer is to be aligned like a pointer.
-            buffer = (ctypes.c_uint64 * ((size + 7) // 8))()
-            handle = self._library.VekBf_Init(buffer, ctypes.byref(self._init))
-            expect_ok(self._library.VekBf_SetConfig(handle, ctypes.byref(self._config)), "VekBf_SetConfig")
-        self._buffer = buffer
-        self._pending = np.empty((0, self._channels), dtype=np.int16)
-        self._pending_angle = 90  # of the block that `_pending` begins
-        self._angle = 90  # of the last block
-        self._lag = LAG_SAMPLES
-        self._unread = 0  # frames taken whose samples have not been given
+    @classmethod
+    def from_settings(cls, settings: Settings, sample_rate: int, channels: int) -> Beamformer:
+        """A beam with the settings of the command-line tool, over recordings of so many channels.
+
+        Until `process` is given an angle, `angle` and `angle-track` of the settings hold.
+        """
+        beam = cls.__new__(cls)
+        beam._stream = None
+        beam._begin(settings, sample_rate, channels, None)
+        return beam
+
+    def _begin(self, settings: Settings, sample_rate: int, channels: int, angle: Optional[int]) -> None:
+        rate = min(max(int(_whole(sample_rate, "sample_rate")), 0), 2**32 - 1)
+        self._stream = settings._open(rate, channels).value
+        self._channels = channels
+        self._angle = angle  # where `process` is given none
+        self._steered: Optional[int] = None  # the angle last given to the library
+        self._earlier_zero_blocks = 0  # of signals that have been flushed
+        self._lock = threading.Lock()
+        self._library = load()
+        # Looked up once: a call of a few milliseconds of sound takes hardly longer than the look-up.
+        self._write, self._read = self._library.VekStream_WriteInterleaved, self._library.VekStream_Read
 
     @property
     def channels(self) -> int:
-        """Number of microphones."""
+        """Number of channels of the signal: of microphones, unless the setting `channels` picks some of them."""
         return self._channels
 
     @property
@@ -148,17 +133,24 @@ class Beamformer:
         comes out after the pause instead of before it. (Values whose squares add up to a multiple of 2**32 count as
         zero too: a block of nothing but -32768 does.)
         """
-        return self._zero_blocks
+        with self._lock:
+            return self._earlier_zero_blocks + self._zero_blocks_of_signal()
+
+    def _zero_blocks_of_signal(self) -> int:
+        counts = Counts()  # zeros after a closed stream
+        self._library.VekStream_GetCounts(self._stream, ctypes.byref(counts))
+        return int(counts.zeroBlocks)
 
     def blocks(self, frames: int) -> int:
         """Number of blocks that begin within the next `frames` frames: as many angles `process` takes."""
-        return self._blocks_begun(len(self._pending), frames)
+        begun = self._frames_to_block()
+        return max(-(-(frames - begun) // BLOCK_FRAMES), 0)
 
-    @staticmethod
-    def _blocks_begun(pending: int, frames: int) -> int:
-        return -(-(pending + frames) // BLOCK_FRAMES) - (1 if pending > 0 else 0)
+    def _frames_to_block(self) -> int:
+        """Frames that belong to a block that has begun."""
+        return int(self._library.VekStream_FramesToBlock(self._stream)) % BLOCK_FRAMES
 
-    def process(self, samples: NDArray[np.int16], angle: Angle = 90) -> NDArray[np.int16]:
+    def process(self, samples: NDArray[np.int16], angle: Optional[Angle] = None) -> NDArray[np.int16]:
         """Take the next part of the signal and return what has become ready.
 
         Results do not depend on how a signal is cut into parts. All of them, and what `flush` returns, put one behind
@@ -177,20 +169,21 @@ class Beamformer:
             TypeError: `samples` is not an array of int16.
             ValueError: a shape is wrong, an angle is not a finite number, or the beamformer is closed.
         """
+        signal = self._as_signal(samples)
         with self._lock:
             self._expect_open()
-            signal = self._as_signal(samples)
-            pending = len(self._pending)
-            angles = self._as_angles(angle, self._blocks_begun(pending, len(signal)))
-            if pending > 0:
-                angles = [self._pending_angle, *angles]
-                signal = np.concatenate([self._pending, signal])
-            whole = len(signal) // BLOCK_FRAMES
-            self._unread += len(signal) - pending
-            self._pending = signal[whole * BLOCK_FRAMES :].copy()
-            if len(angles) > whole:
-                self._pending_angle = angles[whole]
-            return self._run(signal[: whole * BLOCK_FRAMES], angles[:whole])
+            if angle is None:
+                angle = self._angle
+            if type(angle) is int and -_LARGEST_ANGLE < angle < _LARGEST_ANGLE:
+                self._steer(angle)
+            elif angle is not None:
+                angles = self._as_angles(angle, self.blocks(len(signal)))
+                if angles.ndim > 0:
+                    return self._run_parts(signal, angles.tolist())
+                self._steer(int(angles))
+            # What is ready has been given: there is room for at most the rest of a block more than is put in.
+            out = np.empty(len(signal) + BLOCK_FRAMES, dtype=np.int16)
+            return out[: self._run(signal, out)]
 
     def flush(self) -> NDArray[np.int16]:
         """End the signal: return the rest of it, int16, shape (samples,).
@@ -199,22 +192,17 @@ class Beamformer:
         """
         with self._lock:
             self._expect_open()
-            # The last block is filled up with silence. Three more bring out the lag; a single 1 in each keeps the
-            # library from dropping them as zero blocks.
-            filled = -(-len(self._pending) // BLOCK_FRAMES)
-            signal = np.zeros(((filled + _TAIL_BLOCKS) * BLOCK_FRAMES, self._channels), dtype=np.int16)
-            signal[: len(self._pending)] = self._pending
-            signal[filled * BLOCK_FRAMES :: BLOCK_FRAMES, 0] = 1
-            angles = [self._pending_angle] * filled
-            last = angles[-1] if angles else self._angle
-            rest = self._run(signal, angles + [last] * _TAIL_BLOCKS)
-            self._release()
-            self._open()
+            self._library.VekStream_Finish(self._stream)
+            rest = np.empty(self._library.VekStream_Available(self._stream), dtype=np.int16)
+            self._read(self._stream, S16, rest.ctypes.data, 1, len(rest))
+            self._earlier_zero_blocks += self._zero_blocks_of_signal()
+            expect_no_fault(self._library.VekStream_Restart(self._stream))
             return rest
 
     def close(self) -> None:
         """Release the library's memory. What has not been flushed is lost; a second call does nothing."""
         with self._lock:
+            self._earlier_zero_blocks += self._zero_blocks_of_signal()
             self._release()
 
     def __enter__(self) -> Beamformer:
@@ -230,19 +218,22 @@ class Beamformer:
         self.close()
 
     def __del__(self) -> None:
-        buffer = getattr(self, "_buffer", None)
-        if buffer is not None:
-            _unclosed.append(buffer)
+        # No lock: the garbage collector may have come while this thread holds one.
+        self._release()
 
     def _expect_open(self) -> None:
-        if self._buffer is None:
+        if self._stream is None:
             raise ValueError("the beamformer is closed")
 
     def _release(self) -> None:
-        buffer, self._buffer = self._buffer, None
-        if buffer is not None:
-            with quiet():
-                self._library.VekBf_Free(buffer)
+        stream, self._stream = self._stream, None
+        if stream is not None:
+            self._library.VekStream_Close(stream)
+
+    def _steer(self, degrees: int) -> None:
+        if degrees != self._steered:
+            self._library.VekStream_Steer(self._stream, degrees)
+            self._steered = degrees
 
     def _as_signal(self, samples: NDArray[np.int16]) -> NDArray[np.int16]:
         signal = np.asarray(samples)
@@ -252,36 +243,38 @@ class Beamformer:
             signal = signal[:, np.newaxis]
         if signal.ndim != 2 or signal.shape[1] != self._channels:
             raise ValueError(f"samples has the shape (frames, {self._channels}), not {signal.shape}")
-        return signal.astype(np.int16, copy=False)
+        return np.ascontiguousarray(signal, dtype=np.int16)
 
     @staticmethod
-    def _as_angles(angle: Angle, blocks: int) -> list[int]:
+    def _as_angles(angle: Angle, blocks: int) -> NDArray[np.int64]:
         degrees = np.asarray(angle, dtype=float)
         if degrees.ndim > 1 or (degrees.ndim == 1 and len(degrees) != blocks):
             raise ValueError(f"angle is a number, or one for each of the {blocks} blocks that begin in samples")
-        if not np.isfinite(degrees).all() or (np.abs(degrees) >= 2**31 - 1).any():
+        if not np.isfinite(degrees).all() or (np.abs(degrees) >= _LARGEST_ANGLE).any():
             raise ValueError("angles are finite numbers of degrees")
-        whole = np.rint(degrees).astype(int)
-        return [int(one) for one in np.broadcast_to(whole, (blocks,))]
+        whole: NDArray[np.int64] = np.rint(degrees).astype(np.int64)
+        return whole
 
-    def _run(self, signal: NDArray[np.int16], angles: list[int]) -> NDArray[np.int16]:
-        """Whole blocks through the library; what came out, without the lag and no longer than the signal."""
-        assert self._buffer is not None  # the callers have looked
-        signal = np.ascontiguousarray(signal)
-        tested = signal.reshape(len(angles), BLOCK_FRAMES * self._channels)[:, :BLOCK_FRAMES].astype(np.int64)
-        self._zero_blocks += int(np.count_nonzero((tested * tested).sum(axis=1) % 2**32 == 0))
-        out = np.empty(len(signal), dtype=np.int16)
-        source, target = signal.ctypes.data, out.ctypes.data
-        run, buffer = self._library.VekBf_Run, ctypes.addressof(self._buffer)
-        with quiet():
-            for angle in angles:
-                expect_ok(run(buffer, source, target, angle), "VekBf_Run")
-                source += BLOCK_FRAMES * self._channels * 2
-                target += BLOCK_FRAMES * 2
-        if angles:
-            self._angle = angles[-1]
-        dropped = min(self._lag, len(out))
-        self._lag -= dropped
-        out = out[dropped : dropped + self._unread]
-        self._unread -= len(out)
-        return out
+    def _run(self, signal: NDArray[np.int16], out: NDArray[np.int16]) -> int:
+        """The signal through the library; the number of samples that became ready."""
+        frames = len(signal)
+        if frames == 0:
+            return 0
+        source, target = _address(signal), _address(out)
+        taken = given = 0
+        while taken < frames:
+            part: int = self._write(self._stream, S16, source + 2 * self._channels * taken, min(frames - taken, ROOM))
+            given += self._read(self._stream, S16, target + 2 * given, 1, len(out) - given)
+            taken += part
+        return given
+
+    def _run_parts(self, signal: NDArray[np.int16], angles: list[int]) -> NDArray[np.int16]:
+        """The same with an angle for each block that begins in the signal."""
+        out = np.empty(len(signal) + BLOCK_FRAMES, dtype=np.int16)
+        begin = self._frames_to_block()
+        given = self._run(signal[:begin], out)
+        for block, degrees in enumerate(angles):
+            self._steer(degrees)
+            at = begin + block * BLOCK_FRAMES
+            given += self._run(signal[at : at + BLOCK_FRAMES], out[given:])
+        return out[:given]
