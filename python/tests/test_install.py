@@ -59,7 +59,7 @@ class InstallTest(unittest.TestCase):
             self.assertTrue(Path(where, "../vekbf_lab/cli.py").is_file())
             self.assertIn("simulate", run(lab, "--help"))
             run(python, "-c", TALKER)
-            run(lab, "simulate", "scene.wav", "--array", "line:2:5cm", "--source", "talker.wav,angle=60")
+            run(lab, "simulate", "scene.wav", "--array", "line:2:5cm", "--source", "talker.wav,angle=60", **place)
             # 44 bytes of header, 8000 frames of two channels: the scene is as long as its only source.
             self.assertGreaterEqual((folder / "scene.wav").stat().st_size, 44 + 8000 * 2 * 2)
             run(lab, "pattern", "--array", "line:2:5cm", "--step", "30", "pattern.csv", **place)

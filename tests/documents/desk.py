@@ -10,7 +10,7 @@ import unittest
 from pathlib import Path
 
 import numpy as np
-from documents import BLOCKS, LIBRARY, ROOT, TREE, taken
+from documents import BLOCKS, LIBRARY, ROOT, STREAM_LIBRARY, TREE, taken
 
 from vekbf_lab import arrays, scene, wav
 
@@ -60,7 +60,7 @@ class DeskTest(unittest.TestCase):
             **{k: v for k, v in os.environ.items() if not k.endswith("FLAGS")},
             "PATH": f"{self.folder}/bin:{os.environ['PATH']}",
             "PYTHONPATH": str(ROOT / "python"),
-            "VEKBF_LIBRARY": str(LIBRARY),
+            "VEKBF_LIBRARY": str(STREAM_LIBRARY),
             "LD_LIBRARY_PATH": str(LIBRARY.parent),
         }
 
@@ -68,7 +68,7 @@ class DeskTest(unittest.TestCase):
         """What a source tree has after scripts/demo."""
         (self.folder / "python").symlink_to(ROOT / "python")
         (self.folder / "build/demo").mkdir(parents=True)
-        (self.folder / "build/demo/libvekbf.so.2").symlink_to(LIBRARY)
+        (self.folder / "build/demo" / STREAM_LIBRARY.name).symlink_to(STREAM_LIBRARY)
 
     def write(self, name, samples):
         wav.write(self.folder / f"{name}.wav", RATE, samples)

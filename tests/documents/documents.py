@@ -13,6 +13,8 @@ ROOT = Path(__file__).resolve().parents[2]
 TREE = Path(os.environ["VEKBF_TREE"])
 BUILD = Path(os.environ["VEKBF_BUILD"])
 LIBRARY = next(TREE.rglob("libvekbf.so.2"))
+# What the Python binding loads.
+STREAM_LIBRARY = Path(os.environ["VEKBF_LIBRARY"])
 TEXTS = {
     str(path.relative_to(ROOT)): path.read_text(encoding="utf-8")
     for path in (ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md")))

@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 
 from desk import DeskTest
-from documents import LIBRARY, ROOT, TEXTS, TREE, take
+from documents import LIBRARY, ROOT, STREAM_LIBRARY, TEXTS, TREE, take
 
 from vekbf_lab import wav
 
@@ -123,10 +123,9 @@ int main(void) {
         self.assertEqual(result.stderr, b"[ALGO_MSG_MSG, VekBf_GetBufferSize] Working buffer size is 82352 bytes\n")
 
     def test_python(self):
-        environment = {**self.environment, "PYTHONPATH": str(ROOT / "python"), "VEKBF_LIBRARY": str(LIBRARY)}
-        result = self.run_here(
-            sys.executable, "-B", "-c", take(DOCUMENT, "Beamformer", "python"), env=environment, stdout=subprocess.PIPE
-        )
+        environment = {**self.environment, "PYTHONPATH": str(ROOT / "python"), "VEKBF_LIBRARY": str(STREAM_LIBRARY)}
+        text = take(DOCUMENT, "turned", "python") + take(DOCUMENT, "same_as_the_tool", "python")
+        result = self.run_here(sys.executable, "-B", "-c", text, env=environment, stdout=subprocess.PIPE)
         self.assertEqual(result.stdout, b"")
 
     def test_times(self):
