@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -204,6 +205,29 @@ class ZeroBlocksTest(unittest.TestCase):
         self.assertEqual(beam.zero_blocks, 8)  # also of one that is closed
 
 
+class FloatTest(unittest.TestCase):
+    def test_it_is_rounded_to_nearest_and_clipped(self):
+        whole_samples = noise(3000, 2)
+        exact = whole_samples / 32768
+        spoilt = exact + 0.4 / 32768
+        spoilt[5, 0], spoilt[6, 1], spoilt[7, 0] = 1.5, -7.0, np.nan
+        whole_samples[5, 0], whole_samples[6, 1], whole_samples[7, 0] = 32767, -32768, 0
+        wanted = whole(whole_samples, 60, LINE[:2])
+        for samples in (spoilt, spoilt.astype(np.float32), np.asfortranarray(spoilt)):
+            with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+                got = [beam.process_float(samples[:1000], 60), beam.process_float(samples[1000:], [60] * 16)]
+                got.append(beam.flush())
+            np.testing.assert_array_equal(np.concatenate(got), wanted)
+            counts = beam.counts
+            self.assertEqual((counts.frames, counts.blocks, counts.clipped, counts.not_numbers), (3000, 24, 2, 1))
+
+    def test_other_types_are_refused(self):
+        with vekbf.Beamformer(RATE, LINE[:2]) as beam:
+            for kind in (np.int16, np.float16, np.complex64):
+                with self.assertRaisesRegex(TypeError, "32 or 64 bits"):
+                    beam.process_float(np.zeros((10, 2), kind))
+
+
 class SettingsTest(unittest.TestCase):
     def test_a_beam_from_the_words_of_the_tool(self):
         signal = noise(3000, 4)
@@ -228,7 +252,10 @@ class SettingsTest(unittest.TestCase):
             with self.assertRaisesRegex(vekbf.VekBfError, "beam.conf:1: angle is a whole number"):
                 settings.read(options)
         with vekbf.Beamformer.from_settings(settings, RATE, 4) as beam:
-            got = np.concatenate([beam.process(signal), beam.flush()])
+            got = np.concatenate([beam.process(signal[:640]), beam.process(signal[640:]), beam.flush()])
+            self.assertEqual(beam.angle, 80)  # of the first block of the next signal
+            beam.process(signal[:641])
+            self.assertEqual(beam.angle, 30)
         # From the first block on that begins at 640 frames or later, then at 1600.
         angles = [80] * 5 + [30] * 8 + [150] * 11
         np.testing.assert_array_equal(got, whole(signal, angles))
@@ -370,6 +397,23 @@ class UnclosedTest(unittest.TestCase):
     def test_the_garbage_collector_may_come_at_any_time(self):
         # It runs on this thread wherever an object is made, also while the binding holds a lock.
         subprocess.run([sys.executable, "-B", "-c", UNCLOSED], check=True, timeout=60)
+
+
+class SpeedTest(unittest.TestCase):
+    def test_chunks_of_10_ms_cost_at_most_twice_the_whole(self):
+        signal = noise(20 * RATE, 4)
+        chunks = [signal[at : at + RATE // 100] for at in range(0, len(signal), RATE // 100)]
+
+        def seconds(parts):  # of this thread: other programs do not count
+            with vekbf.Beamformer(RATE, LINE) as beam:
+                begin = time.thread_time()
+                for part in parts:
+                    beam.process(part, 60)
+                return time.thread_time() - begin
+
+        pairs = [(seconds(chunks), seconds([signal])) for _ in range(10)]
+        cut, uncut = (min(times) for times in zip(*pairs))
+        self.assertLessEqual(cut, 2 * uncut)
 
 
 class ThreadsTest(unittest.TestCase):

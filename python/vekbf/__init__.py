@@ -14,7 +14,7 @@ environment variable ``VEKBF_LIBRARY`` names.
 
 from ._errors import ERRORS, LibraryNotFound, VekBfError
 from ._library import BLOCK_FRAMES, LAG_SAMPLES, MAX_MICROPHONES
-from .beamformer import Beamformer
+from .beamformer import Beamformer, Counts
 from .settings import Settings
 
 __version__ = "2.0.0"
@@ -22,6 +22,7 @@ __version__ = "2.0.0"
 __all__ = [
     "BLOCK_FRAMES",
     "Beamformer",
+    "Counts",
     "ERRORS",
     "LAG_SAMPLES",
     "LibraryNotFound",

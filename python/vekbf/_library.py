@@ -17,8 +17,8 @@ LAG_SAMPLES = 384
 MAX_MICROPHONES = 4
 #: Frames that a stream takes at once when all has been read.
 ROOM = 4096
-#: Number of the sample format: 16-bit integers.
-S16 = 0
+#: Numbers of the sample formats: 16-bit integers, and floating point with full scale 1.0.
+S16, F32, F64 = 0, 1, 2
 
 FILE_NAME = "libvekbf-stream.so.2"
 GEOMETRIES = ("linear", "triangle", "rectangle", "circular")
@@ -36,13 +36,13 @@ class Init(ctypes.Structure):
     ]
 
 
-class Counts(ctypes.Structure):
+class CountsRecord(ctypes.Structure):
     _fields_ = [
         (name, ctypes.c_uint64) for name in ("frames", "blocks", "zeroBlocks", "clipped", "notNumbers", "wraps")
     ]
 
 
-assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(Counts) == 48
+assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(CountsRecord) == 48
 
 
 @functools.lru_cache(maxsize=None)
@@ -67,6 +67,7 @@ def load() -> ctypes.CDLL:
             ("Read", size, [pointer, whole, pointer, ctypes.c_ssize_t, size]),
             ("Available", size, [pointer]),
             ("Finish", None, [pointer]),
+            ("GetAngle", whole, [pointer]),
             ("FramesToBlock", size, [pointer]),
             ("GetCounts", None, [pointer, pointer]),
         ):

@@ -8,11 +8,11 @@ import operator
 import threading
 from collections.abc import Sequence
 from types import TracebackType
-from typing import TYPE_CHECKING, Any, Optional, Union
+from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 
 import numpy as np
 
-from ._library import BLOCK_FRAMES, ROOM, S16, Counts, load
+from ._library import BLOCK_FRAMES, F32, F64, ROOM, S16, CountsRecord, load
 from .settings import Settings, expect_no_fault
 
 if TYPE_CHECKING:
@@ -23,6 +23,17 @@ if TYPE_CHECKING:
 _LARGEST_ANGLE = 2**31 - 1
 
 
+class Counts(NamedTuple):
+    """What happened in a beamformer so far, flushed signals included."""
+
+    frames: int  # taken
+    blocks: int  # of 128 frames, the last one of a signal filled up
+    zero_blocks: int  # of these, blocks whose first 128 values were zero, see `Beamformer.zero_blocks`
+    clipped: int  # floating-point samples of the microphones beyond full scale
+    not_numbers: int  # floating-point samples of the microphones that were not-a-number
+    wraps: int  # steps of more than half the range from one sample of the beam to the next: sums that wrapped around
+
+
 def _whole(value: int, what: str) -> str:
     try:
         return str(operator.index(value))
@@ -30,10 +41,10 @@ def _whole(value: int, what: str) -> str:
         raise TypeError(f"{what} is a whole number, not {value!r}") from None
 
 
-def _address(array: NDArray[np.int16]) -> int:
+def _address(array: NDArray[Any]) -> int:
     """Of an array that is not empty."""
     if array.flags.writeable:  # four times as fast
-        return ctypes.addressof(ctypes.c_int16.from_buffer(array.data))
+        return ctypes.addressof(ctypes.c_int8.from_buffer(array.data))
     return int(array.ctypes.data)
 
 
@@ -114,7 +125,7 @@ class Beamformer:
         self._channels = channels
         self._angle = angle  # where `process` is given none
         self._steered: Optional[int] = None  # the angle last given to the library
-        self._earlier_zero_blocks = 0  # of signals that have been flushed
+        self._earlier = Counts(0, 0, 0, 0, 0, 0)  # of signals that have been flushed
         self._lock = threading.Lock()
         self._library = load()
         # Looked up once: a call of a few milliseconds of sound takes hardly longer than the look-up.
@@ -133,13 +144,23 @@ class Beamformer:
         comes out after the pause instead of before it. (Values whose squares add up to a multiple of 2**32 count as
         zero too: a block of nothing but -32768 does.)
         """
-        with self._lock:
-            return self._earlier_zero_blocks + self._zero_blocks_of_signal()
+        return self.counts.zero_blocks
 
-    def _zero_blocks_of_signal(self) -> int:
-        counts = Counts()  # zeros after a closed stream
-        self._library.VekStream_GetCounts(self._stream, ctypes.byref(counts))
-        return int(counts.zeroBlocks)
+    @property
+    def counts(self) -> Counts:
+        """What happened so far."""
+        with self._lock:
+            return self._counted()
+
+    def _counted(self) -> Counts:
+        record = CountsRecord()  # zeros after a closed stream
+        self._library.VekStream_GetCounts(self._stream, ctypes.byref(record))
+        return Counts(*(past + getattr(record, name) for past, (name, _) in zip(self._earlier, record._fields_)))
+
+    @property
+    def angle(self) -> int:
+        """The angle of the block that was begun last; before the first one, the angle it would have."""
+        return int(self._library.VekStream_GetAngle(self._stream))
 
     def blocks(self, frames: int) -> int:
         """Number of blocks that begin within the next `frames` frames: as many angles `process` takes."""
@@ -169,7 +190,21 @@ class Beamformer:
             TypeError: `samples` is not an array of int16.
             ValueError: a shape is wrong, an angle is not a finite number, or the beamformer is closed.
         """
-        signal = self._as_signal(samples)
+        return self._process(self._as_signal(samples), S16, angle)
+
+    def process_float(self, samples: NDArray[np.floating[Any]], angle: Optional[Angle] = None) -> NDArray[np.int16]:
+        """`process` for float32 or float64 samples, full scale 1.0.
+
+        They become 16-bit samples as value * 32768 * gain, rounded to nearest (ties to even) and clipped; not-a-number
+        becomes 0. The gain is the setting `pre-gain`, 0 dB unless `from_settings` was given another one.
+        """
+        signal = np.asarray(samples)
+        if signal.dtype not in (np.float32, np.float64):
+            raise TypeError(f"samples are floating-point numbers of 32 or 64 bits, not {signal.dtype}")
+        signal = np.ascontiguousarray(self._as_frames(signal))
+        return self._process(signal, F32 if signal.dtype == np.float32 else F64, angle)
+
+    def _process(self, signal: NDArray[Any], kind: int, angle: Optional[Angle]) -> NDArray[np.int16]:
         with self._lock:
             self._expect_open()
             if angle is None:
@@ -179,11 +214,11 @@ class Beamformer:
             elif angle is not None:
                 angles = self._as_angles(angle, self.blocks(len(signal)))
                 if angles.ndim > 0:
-                    return self._run_parts(signal, angles.tolist())
+                    return self._run_parts(signal, kind, angles.tolist())
                 self._steer(int(angles))
             # What is ready has been given: there is room for at most the rest of a block more than is put in.
             out = np.empty(len(signal) + BLOCK_FRAMES, dtype=np.int16)
-            return out[: self._run(signal, out)]
+            return out[: self._run(signal, kind, out)]
 
     def flush(self) -> NDArray[np.int16]:
         """End the signal: return the rest of it, int16, shape (samples,).
@@ -195,14 +230,14 @@ class Beamformer:
             self._library.VekStream_Finish(self._stream)
             rest = np.empty(self._library.VekStream_Available(self._stream), dtype=np.int16)
             self._read(self._stream, S16, rest.ctypes.data, 1, len(rest))
-            self._earlier_zero_blocks += self._zero_blocks_of_signal()
+            self._earlier = self._counted()
             expect_no_fault(self._library.VekStream_Restart(self._stream))
             return rest
 
     def close(self) -> None:
         """Release the library's memory. What has not been flushed is lost; a second call does nothing."""
         with self._lock:
-            self._earlier_zero_blocks += self._zero_blocks_of_signal()
+            self._earlier = self._counted()
             self._release()
 
     def __enter__(self) -> Beamformer:
@@ -239,11 +274,14 @@ class Beamformer:
         signal = np.asarray(samples)
         if signal.dtype.kind != "i" or signal.dtype.itemsize != 2:
             raise TypeError(f"samples are 16-bit integers (numpy.int16), not {signal.dtype}")
+        return np.ascontiguousarray(self._as_frames(signal), dtype=np.int16)
+
+    def _as_frames(self, signal: NDArray[Any]) -> NDArray[Any]:
         if signal.ndim == 1 and self._channels == 1:
             signal = signal[:, np.newaxis]
         if signal.ndim != 2 or signal.shape[1] != self._channels:
             raise ValueError(f"samples has the shape (frames, {self._channels}), not {signal.shape}")
-        return np.ascontiguousarray(signal, dtype=np.int16)
+        return signal
 
     @staticmethod
     def _as_angles(angle: Angle, blocks: int) -> NDArray[np.int64]:
@@ -255,26 +293,27 @@ class Beamformer:
         whole: NDArray[np.int64] = np.rint(degrees).astype(np.int64)
         return whole
 
-    def _run(self, signal: NDArray[np.int16], out: NDArray[np.int16]) -> int:
+    def _run(self, signal: NDArray[Any], kind: int, out: NDArray[np.int16]) -> int:
         """The signal through the library; the number of samples that became ready."""
         frames = len(signal)
         if frames == 0:
             return 0
         source, target = _address(signal), _address(out)
+        frame_bytes = signal.itemsize * self._channels
         taken = given = 0
         while taken < frames:
-            part: int = self._write(self._stream, S16, source + 2 * self._channels * taken, min(frames - taken, ROOM))
+            part: int = self._write(self._stream, kind, source + frame_bytes * taken, min(frames - taken, ROOM))
             given += self._read(self._stream, S16, target + 2 * given, 1, len(out) - given)
             taken += part
         return given
 
-    def _run_parts(self, signal: NDArray[np.int16], angles: list[int]) -> NDArray[np.int16]:
+    def _run_parts(self, signal: NDArray[Any], kind: int, angles: list[int]) -> NDArray[np.int16]:
         """The same with an angle for each block that begins in the signal."""
         out = np.empty(len(signal) + BLOCK_FRAMES, dtype=np.int16)
         begin = self._frames_to_block()
-        given = self._run(signal[:begin], out)
+        given = self._run(signal[:begin], kind, out)
         for block, degrees in enumerate(angles):
             self._steer(degrees)
             at = begin + block * BLOCK_FRAMES
-            given += self._run(signal[at : at + BLOCK_FRAMES], out[given:])
+            given += self._run(signal[at : at + BLOCK_FRAMES], kind, out[given:])
         return out[:given]
