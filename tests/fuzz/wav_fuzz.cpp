@@ -17,7 +17,7 @@
 #include "angle_track.h"
 #include "arguments.h"
 #include "array.h"
-#include "audio_file.h"
+#include "input_file.h"
 #include "conversion.h"
 #include "failure.h"
 #include "fuzz/target.h"

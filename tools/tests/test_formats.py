@@ -104,7 +104,10 @@ class WrapTest(FormatsTest):
 
     def test_steps_of_more_than_32768_are_counted_and_the_first_gain_without_is_named(self):
         write_wav(self.input, self.LOUD)
-        out, said = self.run_quietly()
+        unasked = self.run_quietly()
+        self.assertRegex(unasked[1], "; a lower --pre-gain may help: --find-pre-gain looks for it\n\\Z")
+        out, said = self.run_quietly("--find-pre-gain")
+        self.assertEqual(out, unasked[0])
         steps = sum(abs(b - a) > 32768 for a, b in zip(out, out[1:]))
         self.assertGreater(steps, 1000)
         self.assertEqual(self.counted(said), steps)
@@ -115,22 +118,22 @@ class WrapTest(FormatsTest):
 
     def test_steps_go_down_from_the_given_gain(self):
         write_wav(self.input, self.LOUD)
-        self.assertIn("--pre-gain -5\n", self.run_quietly("--pre-gain", -2)[1])
+        self.assertIn("--pre-gain -5\n", self.run_quietly("--pre-gain", -2, "--find-pre-gain")[1])
 
     def test_the_last_gain_that_is_tried_is_24_decibels_down(self):
         # Steps of 2 x 0.7948 x 32768 x level: 32768 of them are a level of 0.629, which is 9 times full scale less
         # 23.1 dB, and 11 times full scale less 24.9 dB.
         for level, ending in ((9.0, "is --pre-gain -24"), (11.0, "no --pre-gain down to -24 dB helps")):
             write_format(self.input, FLOAT, 4, array.array("f", [level, -level] * 1000).tobytes())
-            said = self.run_quietly()[1].splitlines()[-1]
+            said = self.run_quietly("--find-pre-gain")[1].splitlines()[-1]
             self.assertTrue(said.endswith(ending), said)
 
     def test_when_no_gain_helps_it_says_so_and_points_to_the_fixed_beamformer(self):
         # So loud that even 24 dB less is clipped to full scale.
         write_format(self.input, FLOAT, 4, array.array("f", [100.0, -100.0] * 1000).tobytes())
-        fixed = self.run_quietly()[1].splitlines()[-1]
+        fixed = self.run_quietly("--find-pre-gain")[1].splitlines()[-1]
         self.assertTrue(fixed.endswith("no --pre-gain down to -24 dB helps"), fixed)
-        adaptive = self.run_quietly("--algorithm", "adaptive")[1].splitlines()[-1]
+        adaptive = self.run_quietly("--algorithm", "adaptive", "--find-pre-gain")[1].splitlines()[-1]
         self.assertTrue(adaptive.endswith("helps: try --algorithm fixed"), adaptive)
 
     def test_a_pipe_cannot_be_read_again(self):

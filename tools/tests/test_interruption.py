@@ -8,6 +8,7 @@ import io
 import json
 import math
 import os
+import re
 import signal
 import subprocess
 import threading
@@ -19,10 +20,6 @@ from support import BLOCK, LAG, TOOL, ToolTest, line_of, noise, read_wav, write_
 
 
 class InterruptionTest(ToolTest):
-    def setUp(self):
-        super().setUp()
-        self.part = self.output.with_name("out.wav.part")
-
     def interrupt_pipe(self, number, target, blocks=20):
         """Stops a run that waits for more input; returns (status, raw output, standard error)."""
         command = [TOOL, "process", "-", target, "--mic", "0,0", "--rate", "16000"]
@@ -48,9 +45,12 @@ class InterruptionTest(ToolTest):
         for number in (signal.SIGINT, signal.SIGTERM):
             heard, said = self.interrupt_pipe(number, self.output)
             self.assertEqual(heard, b"")
-            self.assertRegex(said, r"\Avekbf: interrupted: [^\n]+out\.wav\.part'\n\Z")
+            (part,) = self.part_files()
+            self.assertEqual(said, f"vekbf: interrupted: what is done so far is in '{part}'\n")
+            self.assertRegex(part.name, r"\Aout\.wav\.")
             self.assertFalse(self.output.exists())
-            channels, rate, samples = read_wav(self.part)
+            channels, rate, samples = read_wav(part)
+            part.unlink()
             self.assertEqual((channels, rate), (1, 16000))
             # The last block may have been on its way.
             self.assertIn(len(samples), (20 * BLOCK - LAG, 19 * BLOCK - LAG))
@@ -71,23 +71,26 @@ class InterruptionTest(ToolTest):
         names = [self.folder / f"{name}.wav" for name in "abcd"]
         results = self.folder / "results"
         for ending, arguments, result in (
-            ("out.wav.part'", names[:1] + [self.output], self.output),
+            (".part'", names[:1] + [self.output], self.output),
             ("interrupted: 0 of 4 files are complete", [*names, "--out-dir", results], results / "a.wav"),
         ):
-            part = result.with_name(result.name + ".part")
             command = [TOOL, "process", *arguments, *line_of(4), "--algorithm", "adaptive"]
             with contextlib.ExitStack() as feeders:
                 for name in names:
                     feeders.enter_context(SlowRecording(name, 4))
                 tool = feeders.enter_context(subprocess.Popen(command, stderr=subprocess.PIPE, text=True))
-                while not (part.exists() and part.stat().st_size > 2000):
+                grown = []
+                while not grown:
                     self.assertIsNone(tool.poll())
                     time.sleep(0.001)
+                    parts = self.part_files(result.parent) if result.parent.exists() else []
+                    grown = [p for p in parts if p.name.startswith(result.name) and p.stat().st_size > 2000]
                 tool.send_signal(signal.SIGINT)
                 said = tool.stderr.read()
             self.assertEqual(tool.returncode, 130, said)
             self.assertTrue(said.splitlines()[-1].endswith(ending), said)
-            self.assertGreater(len(read_wav(part)[2]), 500)
+            self.assertIn(f"'{grown[0]}'", said)
+            self.assertGreater(len(read_wav(grown[0])[2]), 500)
             self.assertFalse(result.exists())
 
     @unittest.skipIf(len(os.sched_getaffinity(0)) < 2, "one processor does one file after the other")
@@ -100,13 +103,14 @@ class InterruptionTest(ToolTest):
             with subprocess.Popen(command, stderr=subprocess.PIPE) as tool:
                 deadline = time.monotonic() + 30
                 begun = []
-                while begun != ["a.wav.part", "b.wav"] and time.monotonic() < deadline:
+                while begun != ["a.wav", "b.wav"] and time.monotonic() < deadline:
                     self.assertIsNone(tool.poll())
                     time.sleep(0.001)
-                    begun = sorted(os.listdir(results)) if results.exists() else []
+                    present = sorted(os.listdir(results)) if results.exists() else []
+                    begun = [re.sub(r"\Aa\.wav\..*\.part\Z", "a.wav", name) for name in present]
                 slow.frames_left = 100
                 self.assertEqual((tool.wait(timeout=60), tool.stderr.read()), (0, b""))
-        self.assertEqual(begun, ["a.wav.part", "b.wav"])
+        self.assertEqual(begun, ["a.wav", "b.wav"])
         self.assertEqual(sorted(os.listdir(results)), ["a.wav", "b.wav"])
         self.assertGreater(len(read_wav(results / "a.wav")[2]), 100)
 
@@ -154,6 +158,81 @@ class InterruptionTest(ToolTest):
             tool.stdin.close()
             self.assertEqual(tool.wait(timeout=30), 0)
         self.assertEqual(len(read_wav(self.output)[2]), 9 * BLOCK)
+
+
+class SlowReaderTest(ToolTest):
+    """Whoever reads standard output takes its time; the output may be a pipe that does not block."""
+
+    def setUp(self):
+        super().setUp()
+        samples = noise(80000)  # more than a pipe holds
+        _, whole = self.process(samples, 1)
+        self.whole = array.array("h", whole).tobytes()
+        (self.folder / "in.raw").write_bytes(array.array("h", samples).tobytes())
+
+    @contextlib.contextmanager
+    def running(self, blocking, *arguments, **environment):
+        """(the tool, the end to read its output from)"""
+        outer, inner = os.pipe()
+        os.set_blocking(inner, blocking)
+        command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000", *arguments]
+        with open(self.folder / "in.raw", "rb") as stdin, open(outer, "rb") as reader, subprocess.Popen(
+            command, stdin=stdin, stdout=inner, stderr=subprocess.PIPE, env={**os.environ, **environment}
+        ) as tool:
+            os.close(inner)
+            try:
+                yield tool, reader
+            finally:
+                tool.kill()
+
+    def wait_until_full(self, pipe):
+        before, since = 0, time.monotonic()
+        while before == 0 or time.monotonic() - since < 0.2:
+            now = pending(pipe)
+            if now != before:
+                before, since = now, time.monotonic()
+            time.sleep(0.005)
+
+    def test_everything_comes_out_in_the_end(self):
+        for blocking in (True, False):
+            with self.running(blocking) as (tool, reader):
+                self.wait_until_full(reader)
+                self.assertEqual(reader.read(), self.whole)
+                self.assertEqual((tool.wait(timeout=30), tool.stderr.read()), (0, b""))
+
+    def test_a_report_waits_too(self):
+        names = [self.folder / f"{i}{'n' * 200}.wav" for i in range(200)]
+        for name in names:
+            write_wav(name, noise(10))
+        outer, inner = os.pipe()
+        os.set_blocking(inner, False)
+        command = [TOOL, "process", *names, "--out-dir", self.folder / "results", "--mic", "0,0", "--json"]
+        with open(outer, "rb") as reader, subprocess.Popen(command, stdout=inner, stderr=subprocess.PIPE) as tool:
+            os.close(inner)
+            self.wait_until_full(reader)
+            lines = reader.read().splitlines()
+            self.assertEqual((tool.wait(timeout=60), tool.stderr.read()), (0, b""))
+        self.assertEqual(sorted(json.loads(line)["inputs"][0] for line in lines), sorted(map(str, names)))
+
+    def expect_interruption(self, tool, reader):
+        self.assertEqual(tool.wait(timeout=20), 130)
+        self.assertEqual(tool.stderr.read(), b"vekbf: interrupted: what is done so far is in standard output\n")
+        heard = reader.read()
+        self.assertEqual(heard, self.whole[: len(heard)])
+        self.assertEqual(len(heard) % (2 * BLOCK), 0)
+
+    def test_a_signal_during_the_wait(self):
+        for blocking in (True, False):
+            with self.running(blocking) as (tool, reader):
+                self.wait_until_full(reader)
+                tool.send_signal(signal.SIGTERM)
+                self.expect_interruption(tool, reader)
+
+    def test_a_signal_just_before_the_wait_is_not_missed(self):
+        for blocking in (True, False):
+            preloaded = {"LD_PRELOAD": os.environ["VEKBF_SIGNAL_BEFORE_WAIT"], "ASAN_OPTIONS": "verify_asan_link_order=0"}
+            with self.running(blocking, **preloaded) as (tool, reader):
+                self.expect_interruption(tool, reader)
 
 
 def pending(descriptor):
@@ -229,6 +308,13 @@ class ProgressTest(ToolTest):
         shown = self.on_terminal(self.input, self.output)
         self.assertRegex(shown, r"\A(\rvekbf: +\d+%)+\r +\r\Z")
 
+    def test_a_terminal_sees_the_search_for_a_gain(self):
+        write_wav(self.input, [32767, -32767] * 5000)
+        shown = self.on_terminal(self.input, self.output, "--find-pre-gain")
+        for gain in (-3, -6):
+            self.assertRegex(shown, rf"\rvekbf: trying {gain} dB, +\d+%[^\n]*\r +\r")
+        self.assertRegex(shown, r"\r +\rvekbf: [^\r\n]*--pre-gain -6\r\n\Z")
+
     def test_a_terminal_sees_every_file_of_a_batch_that_is_complete(self):
         names = [self.folder / f"{name}.wav" for name in "abc"]
         for name in names:
@@ -268,12 +354,23 @@ class ReportTest(ToolTest):
         report = self.report([32767, -32767] * 1000)
         out = read_wav(self.output)[2]
         self.assertEqual(report["wraps"], sum(abs(b - a) > 32768 for a, b in zip(out, out[1:])))
-        self.assertEqual(report["pre_gain_without_wraps_db"], -6)
+        self.assertEqual(report["pre_gain_without_wraps_db"], None)
+        self.assertEqual(self.report([32767, -32767] * 1000, "--find-pre-gain")["pre_gain_without_wraps_db"], -6)
         self.assertEqual(self.report([20000, 1] * 100, "--pre-gain", 6)["clipped_samples"], 100)
 
     def test_odd_names_are_escaped(self):
         self.output = self.folder / 'a "b"\\\n\x01ü.wav'
         self.assertEqual(self.report(noise(300))["output"], str(self.output))
+
+    def test_a_name_that_is_no_utf_8_still_gives_json(self):
+        write_wav(self.input, noise(300))
+        odd = os.fsencode(self.folder) + b"/caf\xe9-\xff\xc3.wav"
+        os.rename(self.input, odd)
+        result = subprocess.run([TOOL, "process", odd, odd + b".out", "--mic", "0,0", "--json"], capture_output=True)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        report = json.loads(result.stdout.decode("utf-8", errors="strict"))
+        self.assertEqual(report["inputs"], [f"{self.folder}/caf\ufffd-\ufffd\ufffd.wav"])
+        self.assertEqual(report["output"], report["inputs"][0] + ".out")
 
     def test_nothing_in_nothing_out(self):
         command = [TOOL, "process", "-", "-", "--mic", "0,0", "--rate", "16000", "--json"]

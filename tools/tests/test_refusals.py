@@ -160,26 +160,12 @@ class InputTest(ToolTest):
 
 
 class OutputTest(ToolTest):
+    """What may not be written over stands in test_overwriting.py."""
+
     def refuse(self, target, *fragments):
         write_wav(self.input, noise(500))
         result = self.run_tool("process", self.input, target, "--mic", "0,0")
         self.assert_refused(result, RUN, *fragments)
-
-    def test_output_over_the_input(self):
-        self.refuse(self.input, "overwrite the input")
-        self.refuse(self.folder / "." / ".." / self.folder.name / "in.wav", "overwrite the input")
-        os.link(self.input, self.folder / "same.wav")
-        self.refuse(self.folder / "same.wav", "overwrite the input")
-        self.assertGreater(self.input.stat().st_size, 1000)
-
-    def test_part_file_over_the_input(self):
-        source = self.folder / "out.wav.part"
-        write_wav(source, noise(500))
-        before = source.read_bytes()
-        result = self.run_tool("process", source, self.output, "--mic", "0,0")
-        self.assertEqual(result.returncode, RUN)
-        self.assertRegex(result.stderr, r"\Avekbf: [^\n]*overwrite the input[^\n]*\n\Z")
-        self.assertEqual(source.read_bytes(), before)
 
     def test_a_folder_that_is_not_there(self):
         self.refuse(self.folder / "nowhere" / "out.wav", "cannot write")

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #include "stream.h"
 #include "vek_bf.h"
+#include "wraps.h"
 
 namespace vekbf_tool {
 
@@ -25,21 +25,14 @@ class AlignedOutput {
     const std::size_t kept = std::min(room, samples.size() - skipped);
     written_ += static_cast<long long>(kept);
     if (kept == 0) return;
-    for (std::size_t i = skipped; i < skipped + kept; i++) count_wrap(samples[i]);
+    wraps_.count(samples.data() + skipped, kept);
     sink_.write(samples.data() + skipped, kept);
   }
-  // Sound that moves by more than half the range from one sample to the next is rare; a sum that
-  // left the range and came in at the other end always does.
-  long long wraps() const { return wraps_; }
+  long long wraps() const { return wraps_.total(); }
 
  private:
-  void count_wrap(std::int16_t sample) {
-    if (std::abs(sample - previous_) > 32768) wraps_++;
-    previous_ = sample;
-  }
   Sink& sink_;
-  int previous_ = 0;
-  long long wraps_ = 0;
+  WrapCount wraps_;
   long long written_ = 0;
   std::size_t lag_ = VEK_BF_LAG_SAMPLES;
 };

@@ -28,10 +28,18 @@ struct Arguments {
   VekBfConfig config = {0.5f, 3};
   std::int32_t angle = 90;  // degrees
   std::string angleTrack;   // file of times and angles
+  std::string configFile;   // file of options that these are from, in part
   double preGain = 0;       // decibels, before the conversion to 16 bits
+  bool findPreGain = false;
   bool json = false;
   bool verbose = false;
   bool readsRaw() const { return inputs[0] == "-"; }
+  // None of these may be written over.
+  std::vector<std::string> filesRead() const {
+    std::vector<std::string> files = inputs;
+    files.insert(files.end(), {angleTrack, configFile});
+    return files;
+  }
 };
 
 // Reads the command line. Throws UsageError, RunError; nothing is left to do (help or version was

@@ -7,9 +7,11 @@
 #include <atomic>
 #include <filesystem>
 #include <set>
+#include <system_error>
 #include <thread>
 
 #include "failure.h"
+#include "file_identity.h"
 #include "interruption.h"
 #include "process.h"
 #include "text.h"
@@ -41,11 +43,14 @@ std::vector<Arguments> make_jobs(const Arguments& arguments) {
 
 void process_batch(const Arguments& arguments, int standardOutput) {
   const std::vector<Arguments> jobs = make_jobs(arguments);
+  std::vector<std::string> results;
+  for (const Arguments& job : jobs) results.push_back(job.output);
   std::error_code error;
   fs::create_directory(arguments.outDir, error);
   if (error) {
     throw RunError("cannot make the folder '" + arguments.outDir + "': " + error.message());
   }
+  check_overwriting(arguments.filesRead(), results);
   std::atomic<std::size_t> next = 0;
   std::atomic<long long> failed = 0;
   std::atomic<long long> done = 0;
@@ -69,7 +74,11 @@ void process_batch(const Arguments& arguments, int standardOutput) {
   };
   const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::thread> threads;
-  for (std::size_t t = 1; t < std::min(cores, jobs.size()); t++) threads.emplace_back(work);
+  try {
+    for (std::size_t t = 1; t < std::min(cores, jobs.size()); t++) threads.emplace_back(work);
+  } catch (const std::system_error&) {
+    // The system has no more threads: those that there are do the work.
+  }
   work();
   for (std::thread& thread : threads) thread.join();
   if (interrupted()) {

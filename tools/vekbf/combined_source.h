@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "audio_file.h"
+#include "input_file.h"
 #include "failure.h"
 #include "stream.h"
 

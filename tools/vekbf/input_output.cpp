@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "audio_file.h"
+#include "input_file.h"
 #include "combined_source.h"
 #include "failure.h"
+#include "output_file.h"
 #include "raw_stream.h"
 #include "text.h"
 
@@ -47,14 +48,15 @@ std::unique_ptr<Source> open_source(const Arguments& arguments) {
   return source;
 }
 
-std::unique_ptr<Sink> open_sink(const Arguments& arguments, int sampleRate, int standardOutput) {
+std::unique_ptr<Sink> open_sink(const Arguments& arguments, const Source& input,
+                                int standardOutput) {
   if (arguments.output == "-") {
     if (isatty(standardOutput) != 0) {
       throw RunError("raw samples are nothing for a terminal: pipe standard output somewhere");
     }
     return std::make_unique<RawOutput>(standardOutput);
   }
-  return std::make_unique<OutputFile>(arguments.output, arguments.inputs, sampleRate);
+  return std::make_unique<OutputFile>(arguments.output, input.sampleRate(), input.frames());
 }
 
 }  // namespace vekbf_tool

@@ -11,7 +11,9 @@ namespace vekbf_tool {
 // What the arguments name, with one channel per microphone. Throws RunError.
 std::unique_ptr<Source> open_source(const Arguments& arguments);
 
-// Raw output goes to the descriptor `standardOutput`. Throws RunError.
-std::unique_ptr<Sink> open_sink(const Arguments& arguments, int sampleRate, int standardOutput);
+// Where the result of `input` goes; raw output goes to the descriptor `standardOutput`. Throws
+// RunError.
+std::unique_ptr<Sink> open_sink(const Arguments& arguments, const Source& input,
+                                int standardOutput);
 
 }  // namespace vekbf_tool

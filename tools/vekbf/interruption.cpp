@@ -36,6 +36,15 @@ void watch(int number) {
   sigaction(number, &action, nullptr);
 }
 
+// False if an interruption came and `descriptor` is not ready.
+bool wait_for(int descriptor, short events) {
+  std::array<pollfd, 2> ends = {{{descriptor, events, 0}, {wake[0], POLLIN, 0}}};
+  while (true) {
+    if (poll(ends.data(), ends.size(), -1) > 0 && ends[0].revents != 0) return true;
+    if (stopped) return false;
+  }
+}
+
 }  // namespace
 
 void watch_for_interruption() {
@@ -46,12 +55,9 @@ void watch_for_interruption() {
 
 bool interrupted() { return stopped; }
 
-bool wait_readable(int descriptor) {
-  std::array<pollfd, 2> ends = {{{descriptor, POLLIN, 0}, {wake[0], POLLIN, 0}}};
-  while (!stopped) {
-    if (poll(ends.data(), ends.size(), -1) > 0 && ends[0].revents != 0) return !stopped;
-  }
-  return false;
-}
+bool wait_readable(int descriptor) { return !stopped && wait_for(descriptor, POLLIN) && !stopped; }
+
+// What can go out at once still does when a signal has come.
+bool wait_writable(int descriptor) { return wait_for(descriptor, POLLOUT); }
 
 }  // namespace vekbf_tool

@@ -20,4 +20,7 @@ bool interrupted();
 // Waits until `descriptor` can be read, or has ended; false if an interruption comes first.
 bool wait_readable(int descriptor);
 
+// Waits until `descriptor` takes bytes, or never will again; false if an interruption comes first.
+bool wait_writable(int descriptor);
+
 }  // namespace vekbf_tool

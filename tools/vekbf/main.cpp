@@ -8,6 +8,7 @@
 #include "array.h"
 #include "batch.h"
 #include "failure.h"
+#include "file_identity.h"
 #include "geometry.h"
 #include "interruption.h"
 #include "library_lines.h"
@@ -26,8 +27,12 @@ void run(const Arguments& arguments) {
   const LibraryLines lines(arguments.verbose);
   if (const std::string note = array_note(arguments.array); !note.empty()) say(note);
   watch_for_interruption();
-  const auto work = arguments.outDir.empty() ? process : process_batch;
-  work(arguments, lines.originalStdout());
+  if (!arguments.outDir.empty()) {
+    process_batch(arguments, lines.originalStdout());
+    return;
+  }
+  check_overwriting(arguments.filesRead(), {arguments.output});
+  process(arguments, lines.originalStdout());
 }
 
 }  // namespace

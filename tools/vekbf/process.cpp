@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -19,6 +18,7 @@
 #include "report.h"
 #include "text.h"
 #include "wrap_search.h"
+#include "write_all.h"
 
 namespace vekbf_tool {
 
@@ -35,6 +35,7 @@ bool can_be_read_again(const Arguments& arguments) {
 
 std::string what_helps_against_wraps(const Arguments& arguments, const Report& report) {
   if (!can_be_read_again(arguments) || interrupted()) return "a lower --pre-gain may help";
+  if (!arguments.findPreGain) return "a lower --pre-gain may help: --find-pre-gain looks for it";
   if (report.preGainWithoutWraps) {
     return "the first without, in steps of 3 dB, is --pre-gain " +
            plain_number(*report.preGainWithoutWraps);
@@ -67,12 +68,12 @@ Report run_and_keep(const Arguments& arguments, int standardOutput) {
   if (arguments.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
   Report report;
   report.sampleRate = input->sampleRate();
-  const std::unique_ptr<Sink> sink = open_sink(arguments, report.sampleRate, standardOutput);
+  const std::unique_ptr<Sink> sink = open_sink(arguments, *input, standardOutput);
   const auto start = std::chrono::steady_clock::now();
   report.counts = run_beam(arguments, arguments.preGain, *input, *sink);
   if (report.counts.cutShort) {
     throw Interruption(arguments.label + "interrupted: what is done so far is in " +
-                       sink->abandon());
+                       sink->finish_interrupted());
   }
   sink->commit();
   report.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -83,17 +84,19 @@ Report run_and_keep(const Arguments& arguments, int standardOutput) {
 
 void process(const Arguments& arguments, int standardOutput) {
   Report report = run_and_keep(arguments, standardOutput);
-  if (report.counts.wraps > 0 && can_be_read_again(arguments)) {
+  if (arguments.findPreGain && report.counts.wraps > 0 && can_be_read_again(arguments)) {
     report.preGainWithoutWraps = find_gain_without_wraps(arguments);
   }
   say_notes(arguments, report);
-  if (interrupted())
+  const auto stop = [&] {
     throw Interruption(arguments.label + "interrupted when the result was complete");
+  };
+  if (interrupted()) stop();
   if (!arguments.json) return;
   const int target = arguments.output == "-" ? STDERR_FILENO : standardOutput;
-  if (dprintf(target, "%s\n", as_json(arguments, report).c_str()) < 0) {
-    throw RunError("cannot write the report");
-  }
+  const std::string line = as_json(arguments, report) + "\n";
+  const char* const name = target == STDERR_FILENO ? "standard error" : "standard output";
+  if (!write_all(target, line.data(), line.size(), name)) stop();
 }
 
 }  // namespace vekbf_tool

@@ -32,8 +32,7 @@ void declare_files(CLI::App& app, RawProcess& raw) {
       ->check(refuse_empty);
 }
 
-// Who is input and who is output.
-void sort_files(RawProcess& raw) {
+void split_inputs_and_output(RawProcess& raw) {
   Arguments& done = raw.done;
   done.inputs = raw.files;
   if (done.inputs.empty()) throw UsageError("IN.wav is missing");
@@ -124,6 +123,9 @@ void declare_process(CLI::App& app, RawProcess& raw) {
                  "Gain in dB before the samples are rounded to 16 bits, -60 to 60")
       ->check(refuse_empty)
       ->capture_default_str();
+  app.add_flag("--find-pre-gain", raw.done.findPreGain,
+               "Where the output wraps around: try lower gains in steps of 3 dB, down to -24 dB, "
+               "and name the first without; reads the recording anew for each");
   app.add_flag("--json", raw.done.json,
                "Report each finished file in a line of JSON on standard output, or on standard "
                "error where standard output carries the result");
@@ -132,7 +134,8 @@ void declare_process(CLI::App& app, RawProcess& raw) {
 
 Arguments give_process_meaning(RawProcess& raw) {
   Arguments& done = raw.done;
-  sort_files(raw);
+  split_inputs_and_output(raw);
+  done.configFile = raw.configFile;
   done.array = give_array_meaning(raw.array);
   check_array(done.array);
   if (raw.algorithm != "fixed" && raw.algorithm != "adaptive") {

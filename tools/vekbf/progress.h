@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 
 #include "stream.h"
 
@@ -12,7 +13,8 @@ namespace vekbf_tool {
 // end. Shows nothing where standard error is no terminal or the length is not known.
 class ProgressSource : public Source {
  public:
-  explicit ProgressSource(std::unique_ptr<Source> source);
+  // `what` stands before the percentage.
+  explicit ProgressSource(std::unique_ptr<Source> source, std::string what = "");
   ~ProgressSource() override;
   ProgressSource(const ProgressSource&) = delete;
   ProgressSource& operator=(const ProgressSource&) = delete;
@@ -24,6 +26,7 @@ class ProgressSource : public Source {
 
  private:
   std::unique_ptr<Source> source_;
+  std::string what_;
   bool shows_;
   bool shown_ = false;
   long long done_ = 0;

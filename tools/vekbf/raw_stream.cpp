@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "interruption.h"
 #include "text.h"
+#include "write_all.h"
 
 namespace vekbf_tool {
 
@@ -30,7 +31,7 @@ std::size_t RawInput::read(double* samples, std::size_t frames) {
     if (got == 0) break;
     if (got > 0) {
       have += static_cast<std::size_t>(got);
-    } else if (errno != EINTR) {
+    } else if (errno != EINTR && errno != EAGAIN) {
       throw RunError(std::string("cannot read standard input: ") + std::strerror(errno));
     }
   }
@@ -45,18 +46,8 @@ std::size_t RawInput::read(double* samples, std::size_t frames) {
 }
 
 void RawOutput::write(const std::int16_t* samples, std::size_t count) {
-  const char* next = reinterpret_cast<const char*>(samples);
-  std::size_t left = count * sizeof samples[0];
-  while (left > 0) {
-    const ssize_t done = ::write(descriptor_, next, left);
-    if (done >= 0) {
-      next += done;
-      left -= static_cast<std::size_t>(done);
-    } else if (errno == EINTR && interrupted()) {
-      return;
-    } else if (errno != EINTR) {
-      throw RunError(std::string("cannot write standard output: ") + std::strerror(errno));
-    }
+  if (!write_all(descriptor_, samples, count * sizeof samples[0], finish_interrupted())) {
+    throw Interruption("interrupted: what is done so far is in " + finish_interrupted());
   }
 }
 

@@ -30,7 +30,7 @@ class RawOutput : public Sink {
   explicit RawOutput(int descriptor) : descriptor_(descriptor) {}
   void write(const std::int16_t* samples, std::size_t count) override;
   void commit() override {}
-  std::string abandon() override { return "standard output"; }
+  std::string finish_interrupted() override { return "standard output"; }
 
  private:
   int descriptor_;

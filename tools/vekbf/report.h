@@ -13,11 +13,13 @@ namespace vekbf_tool {
 struct Report {
   RunCounts counts;
   int sampleRate = 0;
-  double elapsed = 0;                         // seconds from the first read to the last write
-  std::optional<double> preGainWithoutWraps;  // decibels; looked for only where there are wraps
+  double elapsed = 0;  // seconds from the first read to the last write
+  std::optional<double>
+      preGainWithoutWraps;  // decibels; looked for on request, where there are wraps
 };
 
-// One line of JSON. Without a duration there is no real-time factor: null.
+// One line of JSON, valid whatever bytes the file names are. Without a duration there is no
+// real-time factor: null.
 std::string as_json(const Arguments& arguments, const Report& report);
 
 }  // namespace vekbf_tool

@@ -52,8 +52,8 @@ Sound open_to_read(const std::string& path, SF_INFO& info, const std::string& fa
   return open_alone([&] { return sf_open_fd(descriptor, SFM_READ, &info, SF_TRUE); }, failure);
 }
 
-Sound open_to_write(const std::string& path, SF_INFO& info, const std::string& failure) {
-  return open_alone([&] { return sf_open(path.c_str(), SFM_WRITE, &info); }, failure);
+Sound open_to_write(int descriptor, SF_INFO& info, const std::string& failure) {
+  return open_alone([&] { return sf_open_fd(descriptor, SFM_WRITE, &info, SF_TRUE); }, failure);
 }
 
 }  // namespace vekbf_tool

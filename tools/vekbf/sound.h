@@ -19,6 +19,7 @@ using Sound = std::unique_ptr<SNDFILE, CloseSound>;
 // The file may be a pipe that delivers nothing yet; an interruption then ends the wait, with
 // Interruption.
 Sound open_to_read(const std::string& path, SF_INFO& info, const std::string& failure);
-Sound open_to_write(const std::string& path, SF_INFO& info, const std::string& failure);
+// Takes the descriptor over.
+Sound open_to_write(int descriptor, SF_INFO& info, const std::string& failure);
 
 }  // namespace vekbf_tool

@@ -30,7 +30,7 @@ class Sink {
   // What was written is complete. Without it a file is removed again.
   virtual void commit() = 0;
   // No more will come: keeps what was written, and says where.
-  virtual std::string abandon() = 0;
+  virtual std::string finish_interrupted() = 0;
 };
 
 }  // namespace vekbf_tool

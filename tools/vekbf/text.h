@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 
-#include "failure.h"
+#include "write_all.h"
 
 namespace vekbf_tool {
 
@@ -21,8 +23,7 @@ inline std::string counted(long long count, const std::string& noun) {
 
 // To standard output. Throws RunError.
 inline void print(const std::string& text) {
-  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-  if (!written || std::fflush(stdout) != 0) throw RunError("cannot write standard output");
+  write_all(STDOUT_FILENO, text.data(), text.size(), "standard output");
 }
 
 // One line on standard error, whatever the text holds: file names may contain line breaks, and

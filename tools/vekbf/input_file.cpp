@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "audio_file.h"
+#include "input_file.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <utility>
 
 #include "failure.h"
 #include "riff.h"
@@ -51,11 +50,6 @@ std::uint64_t audio_bytes(const SF_INFO& info) {
          bytes_per_sample(info.format);
 }
 
-bool same_file(const std::string& a, const std::string& b) {
-  std::error_code ignored;
-  return fs::equivalent(a, b, ignored);
-}
-
 }  // namespace
 
 InputFile::InputFile(const std::string& path) : path_(path) {
@@ -89,60 +83,6 @@ std::size_t InputFile::read(double* samples, std::size_t frames) {
   }
   left_ -= got;
   return static_cast<std::size_t>(got);
-}
-
-OutputFile::OutputFile(const std::string& path, const std::vector<std::string>& inputPaths,
-                       int sampleRate)
-    : path_(path), partPath_(path + ".part") {
-  for (const std::string& input : inputPaths) {
-    if (same_file(path_, input) || same_file(partPath_, input)) {
-      throw RunError("'" + path_ + "' would overwrite the input; give another name");
-    }
-  }
-  std::error_code error;
-  const fs::file_status status = fs::status(path_, error);
-  // The finished file is moved to its name, which must not replace a directory or a device.
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    throw RunError("'" + path_ + "' exists and is not a regular file");
-  }
-  SF_INFO info{};
-  info.samplerate = sampleRate;
-  info.channels = 1;
-  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  file_ = open_to_write(partPath_, info, "cannot write '" + partPath_ + "'");
-}
-
-OutputFile::~OutputFile() {
-  if (partPath_.empty()) return;
-  file_.reset();
-  std::error_code ignored;
-  fs::remove(partPath_, ignored);
-}
-
-void OutputFile::write(const std::int16_t* samples, std::size_t count) {
-  const auto frames = static_cast<sf_count_t>(count);
-  if (sf_writef_short(file_.get(), samples, frames) != frames) {
-    throw RunError("cannot write '" + partPath_ + "': " + sf_strerror(file_.get()));
-  }
-}
-
-void OutputFile::close() {
-  const int closed = sf_close(file_.release());
-  if (closed != 0) throw RunError("cannot write '" + partPath_ + "': " + sf_error_number(closed));
-}
-
-std::string OutputFile::abandon() {
-  close();
-  const std::string kept = std::exchange(partPath_, "");
-  return std::string(1, '\'').append(kept).append("'");
-}
-
-void OutputFile::commit() {
-  close();
-  std::error_code error;
-  fs::rename(partPath_, path_, error);
-  if (error) throw RunError("cannot give '" + partPath_ + "' its final name: " + error.message());
-  partPath_.clear();
 }
 
 }  // namespace vekbf_tool

@@ -4,9 +4,7 @@
 #include <sndfile.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "sound.h"
 #include "stream.h"
@@ -31,26 +29,6 @@ class InputFile : public Source {
   SF_INFO info_{};
   sf_count_t left_ = 0;
   bool openEnded_ = false;
-  Sound file_;
-};
-
-// A mono 16-bit WAV file that appears under its name only when it is complete: it grows as
-// PATH.part, which is removed again unless commit() or abandon() is reached. Every member throws
-// RunError.
-class OutputFile : public Sink {
- public:
-  OutputFile(const std::string& path, const std::vector<std::string>& inputPaths, int sampleRate);
-  ~OutputFile() override;
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  void write(const std::int16_t* samples, std::size_t count) override;
-  void commit() override;
-  std::string abandon() override;
-
- private:
-  void close();
-  std::string path_;
-  std::string partPath_;
   Sound file_;
 };
 

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "sound.h"
+#include "stream.h"
+
+namespace vekbf_tool {
+
+// A mono 16-bit WAV file that appears under its name only when it is complete: it grows beside that
+// place as NAME.xxxxxxxx.part, a name that no file had before, which is removed again unless
+// commit() or finish_interrupted() is reached. Where the name is a symbolic link, the file it
+// points at is replaced and the link stays. Every member throws RunError.
+class OutputFile : public Sink {
+ public:
+  // `frames` where they are known beforehand. Audio that fits into 4 GiB gets the plain header;
+  // more gets that of RF64 (EBU Tech 3306). Of unknown length it is RF64 with room in its header,
+  // which becomes RIFF in the end if the audio fits.
+  OutputFile(const std::string& path, int sampleRate, std::optional<long long> frames);
+  void write(const std::int16_t* samples, std::size_t count) override;
+  void commit() override;
+  std::string finish_interrupted() override;
+
+ private:
+  // Removed with this object, unless its name has become empty.
+  struct Part {
+    Part() = default;
+    ~Part();
+    Part(const Part&) = delete;
+    Part& operator=(const Part&) = delete;
+    std::string path;
+  };
+  int create_part();
+  void close();
+  std::string path_;
+  Part part_;
+  Sound file_;
+};
+
+}  // namespace vekbf_tool
