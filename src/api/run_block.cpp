@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "api/framing.h"
+#include "base/framing.h"
 #include "api/null_handle.h"
 #include "base/log.h"
 #include "base/saturate.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "api/apply_config.h"
-#include "api/framing.h"
+#include "base/framing.h"
 #include "simd/float_mode.h"
 
 namespace vekbf::stream {

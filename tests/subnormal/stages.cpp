@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "api/framing.h"
+#include "base/framing.h"
 #include "base/saturate.h"
 #include "bf/fixed_beam.h"
 #include "bf/presence_gain.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "api/framing.h"
+#include "base/framing.h"
 
 #include <gtest/gtest.h>
 
