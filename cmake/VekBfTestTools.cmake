@@ -6,7 +6,7 @@ find_program(VEKBF_PYTHON NAMES python3 REQUIRED)
 
 # vekbf_test(<name> <label> <command>... [PROPERTIES <property> <value>...]): a test with its label, which is one of
 # those by which scripts/test selects.
-set(VEKBF_TEST_LABELS unit vectors api plugins memory realtime endurance fuzz numerics packaging style tools python budgets slow)
+set(VEKBF_TEST_LABELS unit direction vectors api plugins memory realtime endurance fuzz numerics packaging style tools python budgets slow)
 function(vekbf_test name label)
   cmake_parse_arguments(PARSE_ARGV 2 test "" "" "PROPERTIES")
   if(NOT label IN_LIST VEKBF_TEST_LABELS)

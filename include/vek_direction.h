@@ -39,7 +39,7 @@
  * those that each whole degree would give. Only bins that stand out count, weighted by how far:
  * steady noise (estimated as in the beam) and late reverberation (what the same bin held some 30 ms
  * and more before, decaying) are taken off first, so that the onsets of speech decide and a fan or
- * a hiss, however directional, does not. Every fourth block the evidence goes to a tracker on the
+ * a hiss, however directional, does not. About every 32 ms the evidence goes to a tracker on the
  * grid of degrees: a talker who moves is followed at once, a talker elsewhere when enough evidence
  * speaks for it. An algorithm of sums, products and comparisons: the results are the same, bit for
  * bit, on every machine.
@@ -81,13 +81,13 @@
  *
  * Input: micNum x 128 signed 16-bit samples, interleaved by frame, microphone 0 first: the blocks
  * of VekBf_Run. A zero block (the beam's rule: the squares of the first 128 values add up to 0
- * modulo 2^32) leaves everything as it is, and only the age grows.
+ * modulo 2^32) leaves everything as it is.
  *
  * ## Memory
  *
- * The buffer must be aligned for a pointer (8 bytes on 64-bit machines, 4 on 32-bit ones), as every
- * malloc result is. The finder keeps no pointer to any other memory of the caller. A byte-wise copy
- * of the buffer to another address is not a second finder.
+ * The buffer must be aligned to 8 bytes, as every malloc result is. The finder keeps no pointer to
+ * any other memory of the caller. A byte-wise copy of the buffer to another address is not a second
+ * finder.
  *
  * No function allocates, locks, makes a system call or prints. VekDir_Init fills tables and takes a
  * few milliseconds; VekDir_Run has a bound on its work in every block, whatever the signal.
@@ -152,9 +152,10 @@ typedef struct VekDirConfig {
 /** What is known after a block. */
 typedef struct VekDirState {
   int32_t angle;    /**< whole degrees as VekBf_Run takes them; -1: nothing heard yet */
-  int32_t heard;    /**< 1 if evidence was counted with this block, else 0 */
+  int32_t heard;    /**< 1 while the last update counted, else 0; 0 for a zero block */
   float confidence; /**< 0 to 1: lead over the best direction elsewhere; 0 while the angle is -1 */
-  uint32_t age;     /**< blocks since evidence last agreed with the angle; at most 2^32 - 1 */
+  uint32_t age; /**< blocks, zero blocks apart, since evidence last agreed with the angle; at most
+                   2^32 - 1 */
 } VekDirState;
 
 /** A direction finder: the address of its buffer. */
@@ -170,8 +171,8 @@ uint32_t VekDir_GetBufferSize(void);
 /**
  * Tells whether VekDir_Init would take an array. Checks, in this order and stopping at the first
  * fault: sample rate, bit width, speed of sound, number of microphones, geometry, positions. The
- * positions must be finite, not all the same, and near enough to each other for some pair to have a
- * phase without too many turns in the band of speech.
+ * positions must be finite, and two of them at least a millimetre apart and near enough to each
+ * other for the phase of speech to tell directions.
  *
  * @param array the array and the signal
  * @return VEK_DIR_OK, or the code of the first fault
@@ -181,7 +182,7 @@ uint32_t VekDir_CheckArray(const VekBfInit *array);
 /**
  * Makes a direction finder of the buffer, with the default settings and nothing heard.
  *
- * @param buffer VekDir_GetBufferSize bytes, aligned for a pointer
+ * @param buffer VekDir_GetBufferSize bytes, aligned to 8 bytes
  * @param array the array and the signal; the record of the beamformer
  * @return the handle, which is the buffer's address; null if a pointer is null, the buffer is not
  * aligned, or VekDir_CheckArray refuses the array
@@ -189,8 +190,8 @@ uint32_t VekDir_CheckArray(const VekBfInit *array);
 VekDirHandle VekDir_Init(void *buffer, const VekBfInit *array);
 
 /**
- * Changes the settings between two blocks. What is known stays; an angle outside a new sector stays
- * until a talker inside was heard.
+ * Changes the settings between two blocks. What is known stays, but an angle outside the new
+ * sector is forgotten.
  *
  * @param handle the finder
  * @param config the settings

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+//
+// Phase differences of the pairs in the bins that count, gathered as the coefficients of a Fourier
+// series in the angle: the steered response of C. H. Knapp and G. C. Carter's phase transform
+// (1976), for all directions at once.
+#pragma once
+
+#include "base/complex.h"
+#include "direction/groups.h"
+#include "direction/map.h"
+#include "direction/reliability.h"
+#include "direction/rows.h"
+
+namespace vekbf::direction {
+
+// What an update rests on, gathered over its transforms.
+struct Evidence {
+  float activity;  // sum of the weights
+  float level;     // sum of weight times power
+  Harmonics harmonics[kMaxAccumulators];
+};
+
+using Spectrum = Complex[kBinCount];
+
+void gather_phases(Evidence& evidence, const Spectrum* spectra, int mics, const float* power,
+                   const ReliableBins& reliable, const Groups& groups, const Rows& rows,
+                   int firstBin);
+
+}  // namespace vekbf::direction

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+//
+// Steering tables. The phase that a pair at distance d sees of a source in direction theta is
+// kappa cos theta with kappa = 2 pi f d / c, and its cosine and sine are Fourier series in theta
+// (the expansion of Jacobi and Anger): cos(kappa cos theta) = J_0 - 2 J_2 cos 2 theta + ...,
+// sin(kappa cos theta) = 2 J_1 cos theta - 2 J_3 cos 3 theta + ... A bin's row holds the factors of
+// cos n theta for n = 1, 2, 3, ...; that of n = 0 is the mean over all directions, which the map
+// leaves out.
+#pragma once
+
+#include <cstdint>
+
+#include "direction/constants.h"
+#include "direction/groups.h"
+#include "direction/sizes.h"
+
+namespace vekbf::direction {
+
+// The most that lines of four microphones need; tests/direction/rows_test.cpp looks for more.
+inline constexpr int kRowFloats = 70 * 1024 / 4;
+
+struct Rows {
+  // Per bin, from the first that can count: the rows of its sets, one after the other.
+  uint16_t start[kMaxBandBins];             // in steps of kHarmonicStep floats
+  uint8_t steps[kMaxBandBins][kMaxGroups];  // length of each set's row, 0: the set has none
+  float values[kRowFloats];
+};
+
+// Whether any bin has a row, and the table holds them all.
+bool has_rows(const Groups& groups, const Constants& constants, uint32_t sampleRate,
+              int32_t soundSpeed);
+
+// `rows` is all zero before.
+void fill_rows(Rows& rows, const Groups& groups, const Constants& constants, uint32_t sampleRate,
+               int32_t soundSpeed);
+
+}  // namespace vekbf::direction
