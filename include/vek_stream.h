@@ -78,6 +78,13 @@
  * that completes the last block, and the three blocks that bring out the lag, have the angle of the
  * last block. Hosts that steer for each block cut what they write by VekStream_FramesToBlock.
  *
+ * With `angle = auto` the direction finder of vek_direction.h listens to every block, and what it
+ * found with a block steers the next one; until it has heard a talker the angle is `angle-start`,
+ * else the middle of the sector, else 90. It adds no delay. VekStream_Steer still wins, and
+ * VekStream_SteerAsSet gives the angle back to the finder, which has gone on listening. What it has
+ * heard VekStream_GetDirection tells. A talker in a sector is followed where `sector` gives one;
+ * `hold` and `focus` are those of VekDirConfig, in seconds and decibels.
+ *
  * ## Digital silence
  *
  * The beamformer drops a block whose first 128 values (128 / microphones frames) are zero: it gives
@@ -89,9 +96,10 @@
  * ## Threads and real time
  *
  * VekStream_Write, _WriteInterleaved, _Read, _Finish, _Process, _ProcessInterleaved, _Available,
- * _FramesToBlock, _Steer, _GetAngle and _GetCounts allocate nothing, take no lock and make no
- * system call. VekStream_Steer and VekStream_GetAngle may be called by any thread at any time; the
- * other calls on one stream, and those on one settings object, come from one thread at a time.
+ * _FramesToBlock, _Steer, _SteerAsSet, _GetAngle, _GetDirection, _PauseDirection, _GetMap and
+ * _GetCounts allocate nothing, take no lock and make no system call. VekStream_Steer, _SteerAsSet,
+ * _GetAngle, _GetDirection and _PauseDirection may be called by any thread at any time; the other
+ * calls on one stream, and those on one settings object, come from one thread at a time.
  * Different objects share nothing. The caller's floating-point mode may be any, as in vek_bf.h.
  */
 #ifndef VEK_STREAM_H
@@ -101,6 +109,7 @@
 #include <stdint.h>
 
 #include "vek_bf.h"
+#include "vek_direction.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -254,6 +263,10 @@ const char *VekStream_GetArray(VekStreamSettings *settings, uint32_t sampleRate,
 /** The two run-time values. Writes nothing without settings. */
 void VekStream_GetConfig(const VekStreamSettings *settings, VekBfConfig *config);
 
+/** The settings of the direction finder, whether or not `angle` is auto. Writes nothing without
+ * settings. */
+void VekStream_GetDirectionConfig(const VekStreamSettings *settings, VekDirConfig *config);
+
 /**
  * The channels that the microphones are taken from.
  *
@@ -299,6 +312,38 @@ void VekStream_Close(VekStream *stream);
  * @param degrees any whole angle, counted as in vek_bf.h
  */
 void VekStream_Steer(VekStream *stream, int32_t degrees);
+
+/** Lets the settings steer again from the next block on, as before VekStream_Steer. May be called
+ * by any thread. */
+void VekStream_SteerAsSet(VekStream *stream);
+
+/**
+ * Tells what the direction finder knew after the last block. May be called by any thread; the state
+ * is that of one moment.
+ *
+ * @param stream the stream
+ * @param state where it is written to; angle -1 and zeros where the stream looks for no direction
+ * @return 1 if the setting `angle` is auto, else 0
+ */
+int32_t VekStream_GetDirection(const VekStream *stream, VekDirState *state);
+
+/**
+ * While a device plays itself nothing that is heard counts, and the angle stays. Holds from the
+ * next block on, and through a restart. May be called by any thread.
+ *
+ * @param stream the stream
+ * @param on not 0: paused; 0: going on
+ */
+void VekStream_PauseDirection(VekStream *stream, int32_t on);
+
+/**
+ * Tells the evidence of the direction finder's last update by degree, for pictures.
+ *
+ * @param stream the stream
+ * @param map where VEK_DIR_MAP_DEGREES values are written to, as by VekDir_GetMap
+ * @return 1; 0, with nothing written, where the stream looks for no direction
+ */
+int32_t VekStream_GetMap(VekStream *stream, float map[VEK_DIR_MAP_DEGREES]);
 
 /** The angle of the block that was begun last; before the first one, the angle it would have. May
  * be called by any thread. */

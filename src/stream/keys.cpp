@@ -6,10 +6,13 @@
 #include <initializer_list>
 
 #include "stream/array_text.h"
+#include "vek_direction.h"
 
 namespace vekbf::stream {
 
 namespace {
+
+constexpr double kLongestHold = VEK_DIR_MAX_HOLD_MS / 1000.0;
 
 bool take_array(Text value, Values& values, Message&) {
   if (!parse_shape(value, values)) return false;
@@ -157,15 +160,29 @@ bool take_angle_track(Text value, Values& values, Message& message) {
   return true;
 }
 
+bool take_angle(Text value, Values& values, Message&) {
+  values.findAngle = equal(value, "auto");
+  return values.findAngle || in_range(value, INT32_MIN, INT32_MAX, values.angle);
+}
+
+bool take_angle_start(Text value, Values& values, Message&) {
+  return values.hasAngleStart = in_range(value, INT32_MIN, INT32_MAX, values.angleStart);
+}
+
+bool take_sector(Text value, Values& values, Message&) {
+  constexpr int32_t kTurn = 360;
+  const size_t comma = find(value, ',');
+  if (comma == value.size) return false;
+  return in_range(trimmed(first_of(value, comma)), -kTurn, kTurn, values.sectorFrom) &&
+         in_range(trimmed(without_first(value, comma + 1)), -kTurn, kTurn, values.sectorTo);
+}
+
 bool take_intensity(Text value, Values& values, Message&) {
   int32_t intensity = 0;
   if (!in_range(value, 0, 10, intensity)) return false;
   values.intensity = static_cast<uint32_t>(intensity);
   return true;
 }
-
-// Settings of the direction finder.
-constexpr const char* kReserved[] = {"sector", "hold", "focus", "angle-start"};
 
 }  // namespace
 
@@ -213,17 +230,36 @@ const Setting kSettings[kKeyCount] = {
      [](Text value, Values& values, Message&) {
        return in_range(value, 0.0, 1.0, values.vadThreshold);
      }},
-    {{"angle", "DEGREES", "90",
+    {{"angle", "DEGREES|auto", "90",
       "Direction of the talker in degrees, from +x towards +y; a line hears 0 to 180, 90 is "
-      "broadside"},
-     "a whole number of degrees, such as 60",
-     [](Text value, Values& values, Message&) {
-       return in_range(value, INT32_MIN, INT32_MAX, values.angle);
-     }},
+      "broadside; auto finds and follows him"},
+     "a whole number of degrees, such as 60, or auto",
+     take_angle},
     {{"angle-track", "FILE", nullptr,
       "File of lines SECONDS DEGREES: from each time on that angle holds"},
      "a file of lines SECONDS DEGREES",
      take_angle_track},
+    {{"angle-start", "DEGREES", nullptr,
+      "With angle auto: the direction until a talker was heard; else the middle of the sector, or "
+      "90"},
+     "a whole number of degrees, such as 60",
+     take_angle_start},
+    {{"sector", "FROM,TO", nullptr,
+      "With angle auto: degrees between which a talker is followed, counter-clockwise"},
+     "two whole numbers of degrees from -360 to 360, such as 30,150",
+     take_sector},
+    {{"hold", "SECONDS", "0.13",
+      "With angle auto: sound that a talker elsewhere needs to be followed, 0 to 10"},
+     "a number of seconds from 0 to 10",
+     [](Text value, Values& values, Message&) {
+       return in_range(value, 0.0, kLongestHold, values.hold);
+     }},
+    {{"focus", "DECIBELS", "15",
+      "With angle auto: sound so much softer than the loudest of late is not followed, 1 to 96"},
+     "a whole number of decibels from 1 to 96",
+     [](Text value, Values& values, Message&) {
+       return in_range(value, 1, static_cast<int32_t>(VEK_DIR_MAX_FOCUS_DB), values.focus);
+     }},
     {{"pre-gain", "DECIBELS", "0",
       "Gain in dB before the samples are rounded to 16 bits, -60 to 60"},
      "a number of decibels from -60 to 60",
@@ -252,11 +288,6 @@ Key find_key(Text name) {
 }
 
 void refuse_key(Text name, Message& message) {
-  for (const char* word : kReserved) {
-    if (!equal(name, word)) continue;
-    message << word << " is for the direction finder, which this version does not have";
-    return;
-  }
   message.quote(name) << " is no setting: there are ";
   for (int key = 0; key < kKeyCount; key++) {
     message << (key == 0 ? "" : ", ") << kSettings[key].key.name;

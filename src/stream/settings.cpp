@@ -12,6 +12,8 @@ namespace {
 
 constexpr uint32_t kLowestRate = 8000;
 constexpr uint32_t kHighestRate = 48000;
+constexpr uint32_t kUsualRate = 16000;  // where none is known yet
+constexpr int32_t kStraightAhead = 90;  // degrees
 
 bool describes_array(Key key) { return key == kArray || key == kMic || key == kMics; }
 
@@ -91,6 +93,33 @@ bool check_array(const Values& values, Message& message) {
   return true;
 }
 
+namespace {
+
+// Whether the direction finder, where it is asked for, takes the array.
+bool check_direction(const Values& values, uint32_t sampleRate, Message& message) {
+  if (!values.findAngle) return true;
+  if (values.track.count > 0) {
+    message << "angle is a whole number of degrees where angle-track ";
+    message.quote(text_of(values.text[kAngleTrack]))
+        << " gives the angles, or angle-track is left out, not 'auto'";
+    return false;
+  }
+  const VekBfInit array = array_of(values, sampleRate != 0 ? sampleRate : kUsualRate);
+  const uint32_t fault = VekDir_CheckArray(&array);
+  if (fault == VEK_DIR_OK) return true;
+  message << "angle is a whole number of degrees, such as 60, not 'auto': the direction finder ";
+  if (fault == VEK_DIR_ERR_MIC_NUM) {
+    message << "takes 2 to 4 microphones";
+  } else if (fault == VEK_DIR_ERR_GEOMETRY) {
+    message << "takes a line or the corners of a square";
+  } else {
+    message << "tells no directions apart with these positions and this speed of sound";
+  }
+  return false;
+}
+
+}  // namespace
+
 bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message& message) {
   if (!check_array(values, message)) return false;
   if (values.pickCount != 0 && values.pickCount != values.micCount) {
@@ -104,6 +133,7 @@ bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message&
             << " Hz, not " << int64_t{sampleRate};
     return false;
   }
+  if (!check_direction(values, sampleRate, message)) return false;
   if (channels == 0) return true;
   if (channels < 1 || channels > VEK_STREAM_MAX_CHANNELS) {
     message << "the sound has 1 to " << int64_t{VEK_STREAM_MAX_CHANNELS} << " channels, not "
@@ -142,6 +172,21 @@ VekBfInit array_of(const Values& values, uint32_t sampleRate) {
     array.micCoordinate[m][1] = values.mic[m][1];
   }
   return array;
+}
+
+VekDirConfig direction_of(const Values& values) {
+  const auto holdMs = static_cast<uint32_t>(values.hold * 1000.0 + 0.5);
+  // 0 would be the finder's default, and less than an update's time is none.
+  return {values.sectorFrom, values.sectorTo, holdMs == 0 ? 1 : holdMs,
+          static_cast<uint32_t>(values.focus)};
+}
+
+int32_t first_angle_of(const Values& values) {
+  if (!values.findAngle) return values.angle;
+  if (values.hasAngleStart) return values.angleStart;
+  constexpr int32_t kTurn = 360;
+  const int32_t width = (values.sectorTo - values.sectorFrom + 2 * kTurn) % kTurn;
+  return width == 0 ? kStraightAhead : (values.sectorFrom + width / 2 + kTurn) % kTurn;
 }
 
 VekBfConfig config_of(const Values& values) {

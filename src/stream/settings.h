@@ -8,6 +8,7 @@
 #include "stream/keys.h"
 #include "stream/message.h"
 #include "stream/values.h"
+#include "vek_direction.h"
 #include "vek_stream.h"
 
 struct VekStreamSettings {
@@ -50,5 +51,8 @@ bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message&
 
 VekBfInit array_of(const Values& values, uint32_t sampleRate);
 VekBfConfig config_of(const Values& values);
+VekDirConfig direction_of(const Values& values);
+// The angle of the first block.
+int32_t first_angle_of(const Values& values);
 
 }  // namespace vekbf::stream

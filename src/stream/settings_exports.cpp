@@ -152,7 +152,15 @@ double VekStream_GetNumber(VekStreamSettings* settings, const char* name) {
     case kVadThreshold:
       return values.vadThreshold;
     case kAngle:
+      if (values.findAngle) return NAN;
       return values.angle;
+    case kAngleStart:
+      if (!values.hasAngleStart) return NAN;
+      return values.angleStart;
+    case kHold:
+      return values.hold;
+    case kFocus:
+      return values.focus;
     case kPreGain:
       return values.preGain;
     case kKeepTime:
@@ -171,6 +179,10 @@ const char* VekStream_GetArray(VekStreamSettings* settings, uint32_t sampleRate,
 
 void VekStream_GetConfig(const VekStreamSettings* settings, VekBfConfig* config) {
   if (settings != nullptr && config != nullptr) *config = config_of(settings->values);
+}
+
+void VekStream_GetDirectionConfig(const VekStreamSettings* settings, VekDirConfig* config) {
+  if (settings != nullptr && config != nullptr) *config = direction_of(settings->values);
 }
 
 int32_t VekStream_GetPicks(const VekStreamSettings* settings, int32_t picks[VEK_BF_MAX_MICS]) {

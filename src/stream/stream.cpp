@@ -54,6 +54,8 @@ void run_signal_block(VekStream& stream) {
     // An odd square among even ones, so that the sum is no longer 0.
     if (stream.keepTime) stream.in[0] = static_cast<int16_t>(stream.in[0] ^ 1);
   }
+  // What is found steers the next block: the angle of this one was chosen with its first frame.
+  listen(stream.listener, stream.in);
   run_block(stream);
 }
 
@@ -94,6 +96,7 @@ bool start(VekStream& stream) {
   stream.unread = 0;
   stream.lastSample = 0;
   stream.counts = {};
+  start_listener(stream.listener, stream.array);
   choose_angle(stream);
 
   stream.beam = VekBf_Init(stream.workBuffer, &stream.array);
@@ -113,6 +116,8 @@ void choose_angle(VekStream& stream) {
   int32_t angle = 0;
   if (stream.steered.load(std::memory_order_acquire) != 0) {
     angle = stream.steeredAngle.load(std::memory_order_relaxed);
+  } else if (is_open(stream.listener)) {
+    angle = found_angle(stream.listener);
   } else {
     const double seconds =
         static_cast<double>(stream.counts.frames) / static_cast<double>(stream.array.sampleRate);

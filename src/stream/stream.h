@@ -10,6 +10,7 @@
 
 #include "base/sizes.h"
 #include "stream/angle_track.h"
+#include "stream/listener.h"
 #include "stream/sample_format.h"
 #include "vek_stream.h"
 
@@ -38,14 +39,17 @@ struct VekStream {
   VekBfConfig config;
   int32_t channels;                 // of the host's frames
   int32_t picks[vekbf::kMaxMics];   // channel of each microphone, from 0
-  int32_t firstAngle;               // degrees
+  int32_t firstAngle;               // degrees; of a stream that looks for none
   vekbf::stream::AngleTrack track;  // owned
   bool keepTime;
 
-  // Set by any thread. `steered` is written behind `steeredAngle`, and never falls back to 0.
+  // Set by any thread. `steered` is written behind `steeredAngle`, falls back to 0
+  // when the settings are to steer again.
   std::atomic<int32_t> steeredAngle;
   std::atomic<int32_t> steered;
   std::atomic<int32_t> angle;  // of the block that was begun last
+
+  vekbf::stream::Listener listener;
 
   // From here on cleared by a restart.
   VekBfHandle beam;  // in `workBuffer`; null when memory ran out

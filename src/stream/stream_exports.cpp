@@ -22,10 +22,13 @@ VekStream* new_stream(const Values& values, uint32_t sampleRate, int32_t channel
   for (int32_t m = 0; m < values.micCount; m++) {
     stream->picks[m] = values.pickCount > 0 ? values.picks[m] - 1 : m;
   }
-  stream->firstAngle = values.angle;
+  stream->firstAngle = first_angle_of(values);
+  stream->listener.firstAngle = stream->firstAngle;
+  stream->listener.config = direction_of(values);
   stream->keepTime = values.keepTime;
   stream->conversion.scale = scale_of(values.preGain);
-  if (copy_track(values.track, stream->track) && start(*stream)) return stream;
+  const bool listens = !values.findAngle || open_listener(stream->listener);
+  if (listens && copy_track(values.track, stream->track) && start(*stream)) return stream;
   VekStream_Close(stream);
   return nullptr;
 }
@@ -104,6 +107,7 @@ void VekStream_Close(VekStream* stream) {
   if (stream == nullptr) return;
   stop(*stream);
   release(stream->track);
+  close_listener(stream->listener);
   free(stream);
 }
 
@@ -111,6 +115,25 @@ void VekStream_Steer(VekStream* stream, int32_t degrees) {
   if (stream == nullptr) return;
   stream->steeredAngle.store(degrees, std::memory_order_relaxed);
   stream->steered.store(1, std::memory_order_release);
+}
+
+void VekStream_SteerAsSet(VekStream* stream) {
+  if (stream != nullptr) stream->steered.store(0, std::memory_order_release);
+}
+
+int32_t VekStream_GetDirection(const VekStream* stream, VekDirState* state) {
+  const bool listens = stream != nullptr && is_open(stream->listener);
+  if (state != nullptr) *state = listens ? stream->listener.state.read() : kNothingHeard;
+  return listens ? 1 : 0;
+}
+
+void VekStream_PauseDirection(VekStream* stream, int32_t on) {
+  if (stream != nullptr) stream->listener.pause.store(on, std::memory_order_relaxed);
+}
+
+int32_t VekStream_GetMap(VekStream* stream, float map[VEK_DIR_MAP_DEGREES]) {
+  if (stream == nullptr || map == nullptr || !is_open(stream->listener)) return 0;
+  return VekDir_GetMap(stream->listener.finder, map) == VEK_DIR_OK ? 1 : 0;
 }
 
 int32_t VekStream_GetAngle(const VekStream* stream) {

@@ -13,6 +13,8 @@ Values default_values() {
   values.intensity = 3;
   values.vadThreshold = 0.5;
   values.angle = 90;
+  values.hold = 0.13;
+  values.focus = 15;
   values.keepTime = true;
   return values;
 }

@@ -26,6 +26,10 @@ enum Key {
   kVadThreshold,
   kAngle,
   kAngleTrack,
+  kAngleStart,
+  kSector,
+  kHold,
+  kFocus,
   kPreGain,
   kKeepTime,
   kKeyCount
@@ -52,8 +56,15 @@ struct Values {
   double vadThreshold;
 
   int32_t angle;     // degrees
+  bool findAngle;    // by the direction finder, instead
   AngleTrack track;  // owned
-  double preGain;    // decibels
+  bool hasAngleStart;
+  int32_t angleStart;  // degrees, until a talker was heard
+  int32_t sectorFrom;  // degrees, 0 to 360; equal: everywhere
+  int32_t sectorTo;
+  double hold;     // seconds
+  int32_t focus;   // decibels
+  double preGain;  // decibels
   bool keepTime;
 };
 

@@ -56,8 +56,14 @@ size_t all(const void *const *in, void *out, VekStreamCounts *counts, VekBfInit 
   if (fault == NULL) fault = VekStream_Get(settings, "angle");
   if (fault == NULL) fault = VekStream_GetArray(settings, 16000, array);
   if (fault == NULL) fault = VekStream_Open(settings, 16000, VekStream_GetPicks(settings, picks), &stream);
+  VekDirConfig finder;
+  VekStream_GetDirectionConfig(settings, &finder);
   if (fault == NULL) fault = VekStream_Restart(stream);
   VekStream_GetConfig(settings, config);
+  VekDirState heard;
+  float map[VEK_DIR_MAP_DEGREES];
+  VekStream_PauseDirection(stream, VekStream_GetDirection(stream, &heard) + VekStream_GetMap(stream, map));
+  VekStream_SteerAsSet(stream);
   VekStream_Steer(stream, VekStream_GetAngle(stream) + (int32_t)VekStream_GetNumber(settings, "angle"));
   VekStream_Process(stream, VEK_STREAM_F32, in, 1, out, 1, VEK_STREAM_DELAY);
   VekStream_ProcessInterleaved(stream, VEK_STREAM_F64, in, out, VEK_STREAM_ROOM);

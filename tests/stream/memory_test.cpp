@@ -134,6 +134,18 @@ TEST_P(StreamMemory, OfAStream) {
             5);
 }
 
+TEST_P(StreamMemory, OfAStreamThatFindsTheTalker) {
+  const Settings settings = settings_of({{"array", "line:2:40mm"}, {"angle", "auto"}});
+  const auto open = [&] {
+    VekStream* stream = nullptr;
+    std::string fault = said(VekStream_Open(settings.get(), 16000, 2, &stream));
+    EXPECT_EQ(stream == nullptr, !fault.empty());
+    VekStream_Close(stream);
+    return fault;
+  };
+  EXPECT_GT(failures_of(GetParam(), open), 5);
+}
+
 TEST_P(StreamMemory, OfARestart) {
   const Settings settings = settings_of({{"array", "line:2:40mm"}});
   const Samples in = noise(1000, 2, 1);

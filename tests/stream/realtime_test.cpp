@@ -37,7 +37,8 @@ class Rounds {
         const Settings settings = settings_of({{"array", "square:6cm"},
                                                {"channels", "1,2,6,5"},
                                                {"algorithm", algorithm},
-                                               {"keep-time", keepTime}});
+                                               {"keep-time", keepTime},
+                                               {"angle", *keepTime == 'y' ? "auto" : "60"}});
         lined_.push_back(open_stream(settings, kChannels));
         delayed_.push_back(open_stream(settings, kChannels));
       }
