@@ -7,11 +7,8 @@
 #include <vector>
 
 #include "beam.h"
-#include "bf/fixed_beam.h"
-#include "bf/presence_gain.h"
-#include "bf/sidelobe_canceller.h"
+#include "bf/record_stages.h"
 #include "bf/steering.h"
-#include "bf/synthesis.h"
 #include "fft/fft.h"
 #include "noise/vad.h"
 #include "reference/model.h"

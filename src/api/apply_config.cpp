@@ -35,7 +35,7 @@ void fill_placement(Instance* instance) {
   // included: the angles belong to the index of a microphone, not to the shape of the array.
   constexpr float kQuarterTurns[kMaxMics] = {0.0f, 1.5707964f, 3.1415927f, 4.712389f};
   const bool line = instance->geometry == VEK_BF_UNIFORM_LINEAR_ARRAY;
-  for (int m = 0; m < usable_mics(*instance); ++m) {
+  for (int m = 0; m < row_count(*instance); ++m) {
     instance->micPlacement[m] =
         line ? instance->micCoordinate[m][0] - instance->micCoordinate[0][0] : kQuarterTurns[m];
   }

@@ -19,8 +19,8 @@
 
 using vekbf::log_line;
 using vekbf::refuse_null;
+using vekbf::ScopedIeeeMode;
 using vekbf::Severity;
-using vekbf::simd::StatedFloatMode;
 
 // Everything else is hidden by a compiler flag.
 #pragma GCC visibility push(default)
@@ -48,14 +48,14 @@ VekBfHandle VekBf_Init(void* workBufAddress, const VekBfInit* bfInit) {
   instance->geometry = bfInit->geometry;
   // micNum is checked later, by the configuration: here it must not overrun either record.
   std::memcpy(instance->micCoordinate, bfInit->micCoordinate,
-              static_cast<size_t>(vekbf::usable_mics(*instance)) * sizeof(float[2]));
+              static_cast<size_t>(vekbf::row_count(*instance)) * sizeof(float[2]));
   instance->algorithm = bfInit->algorithm;
   instance->soundSpeed = bfInit->soundSpeed;
   return instance;
 }
 
 uint32_t VekBf_SetConfig(VekBfHandle handle, const VekBfConfig* config) {
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   if (handle == nullptr || config == nullptr) return refuse_null("VekBf_SetConfig");
   const vekbf::ConfigFault fault = vekbf::first_fault(*handle, *config);
   if (fault.code != VEK_BF_OK) {
@@ -83,7 +83,7 @@ uint32_t VekBf_GetInputSamples(VekBfHandle handle, uint32_t* samples) {
 }
 
 uint32_t VekBf_Run(VekBfHandle handle, const int16_t* in, int16_t* out, int32_t angle) {
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   return vekbf::run_block(handle, in, out, angle);
 }
 

@@ -34,7 +34,7 @@ constexpr int kMaxLine = 1 + kMaxMics * kMaxPairText;
 void print_coordinates(const Instance& instance) {
   char line[kMaxLine + 1];
   int length = snprintf(line, sizeof line, "\t");
-  for (int m = 0; m < usable_mics(instance); ++m) {
+  for (int m = 0; m < row_count(instance); ++m) {
     length += snprintf(line + length, sizeof line - static_cast<size_t>(length), "[%.4f, %.4f] ",
                        static_cast<double>(instance.micCoordinate[m][0]),
                        static_cast<double>(instance.micCoordinate[m][1]));

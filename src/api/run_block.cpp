@@ -19,7 +19,7 @@ constexpr const char* kName = "VekBf_Run";
 
 // Advances every microphone by one block and transforms its latest frame.
 void analyse_block(Instance* instance, const int16_t* in) {
-  for (int m = 0; m < usable_mics(*instance); ++m) {
+  for (int m = 0; m < row_count(*instance); ++m) {
     float* history = instance->micHistory[m];
     slide_history(history);
     take_channel(history + kKeptSize, in, m, instance->micNum);

@@ -12,5 +12,5 @@ struct Complex {
 static_assert(sizeof(Complex) == 8, "two packed 32-bit floats");
 
 // The float view of a spectrum, for the operations that take frames and spectra alike.
-inline float* as_floats(Complex* values) { return &values->re; }
-inline const float* as_floats(const Complex* values) { return &values->re; }
+[[gnu::always_inline]] inline float* as_floats(Complex* values) { return &values->re; }
+[[gnu::always_inline]] inline const float* as_floats(const Complex* values) { return &values->re; }

@@ -86,8 +86,9 @@ static_assert(sizeof(VekBfGeometry) == 4);
 
 namespace vekbf {
 
-// Rows that may be touched: micNum is only checked by a configuration, and has no lower bound.
-inline int usable_mics(const Instance& instance) {
+// Microphones that have a row in the record: micNum is only checked by a configuration, and has no
+// lower bound.
+inline int row_count(const Instance& instance) {
   if (instance.micNum < 0) return 0;
   return instance.micNum < kMaxMics ? instance.micNum : kMaxMics;
 }

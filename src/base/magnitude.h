@@ -4,7 +4,10 @@
 #include <cmath>
 #include <limits>
 
+#include "base/target.h"
+
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 // |re + i im|, the same float as cabsf: the squares are exact in double precision, so only the sum
 // and the root are rounded before the final rounding. An infinite part wins over a not-a-number
@@ -21,4 +24,5 @@ inline float magnitude(float re, float im) {
   return static_cast<float>(std::sqrt(sum));
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -7,7 +7,10 @@
 #include <bit>
 #include <cstdint>
 
+#include "base/target.h"
+
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 // The table estimate, by the rule in the architecture manual (RecipEstimate). Domain: normal d,
 // |d| < 2^126.
@@ -30,4 +33,5 @@ inline float reciprocal_two_step(float d) {
   return r;
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

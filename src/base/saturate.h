@@ -3,7 +3,10 @@
 
 #include <cstdint>
 
+#include "base/target.h"
+
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 // Conversion to a 32-bit integer as the ARM instruction does it: toward zero, saturating at the
 // limits, not-a-number to 0. A plain cast is undefined for such values and differs between
@@ -25,4 +28,5 @@ inline int32_t wrapping_mul(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "bf/adaptive_frame.h"
 
-#include "bf/fixed_beam.h"
-#include "bf/presence_gain.h"
-#include "bf/sidelobe_canceller.h"
+#include "bf/record_stages.h"
 #include "bf/steering.h"
-#include "bf/synthesis.h"
 #include "noise/vad.h"
 
 void adaptive_frame(Instance* instance) {

@@ -1,19 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "bf/fixed_beam.h"
 
+#include <algorithm>
+
 #include "simd/lanes.h"
 #include "simd/magnitude.h"
 
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 namespace {
 
-// |beam|^2. Unlike all other powers this one keeps its subnormals on every machine, because the
-// estimator asks how it compares with its own past: a unit that flushes them leaves the square to
-// the one that makes the magnitudes. In double precision it is exact before it is rounded.
+// |beam|^2. Unlike all other powers it keeps its subnormals on every machine, because the estimator
+// compares it with its own past: where the vector unit flushes them, the square is taken in double
+// precision by the scalar unit. There it is exact before it is rounded.
 template <class V>
-V power_of(simd::Pairs<V> beam) {
-  const V size = simd::magnitude(beam.re, beam.im);
+V power_of(V re, V im) {
+  const V size = simd::magnitude(re, im);
   if constexpr (simd::kFlushesSubnormals<V>) {
     auto wide = widen(size);
     return narrow(wide * wide);
@@ -24,24 +27,23 @@ V power_of(simd::Pairs<V> beam) {
 
 }  // namespace
 
-void form_fixed_beam(Instance& instance) {
-  const int mics = usable_mics(instance);
-  // Without microphones this is infinite, and the beam 0 times infinity: not a number, which
-  // converts to silence.
-  const float weight = 1.0f / static_cast<float>(instance.micNum);
-  simd::for_each_bin([&](auto lane, int k) {
+void form_fixed_beam(Spectrum& beam, BinValues& power, MicSpectra& saved, const MicSpectra& spectra,
+                     const MicSpectra& steering, int rows, float weight) {
+  const int mics = std::min(rows, kMaxMics);  // known to be few: compilers then unroll the sums
+  simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     simd::Pairs<V> sum = {V::splat(0.0f), V::splat(0.0f)};
     for (int m = 0; m < mics; ++m) {
-      const auto steer = simd::load_pairs<V>(&instance.steerTable[m][k]);
-      sum = sum +
-            steer * simd::copy_pairs<V>(&instance.savedSpectrum[m][k], &instance.micSpectrum[m][k]);
+      const auto steer = V::load_pairs(&steering[m][k]);
+      sum = sum + steer * V::copy_pairs(&saved[m][k], &spectra[m][k]);
     }
-    // Deliberately once, after the sum, unlike the fixed frame.
-    const simd::Pairs<V> beam = V::splat(weight) * sum;
-    store_pairs(&instance.fixedBeam[k], beam);
-    power_of(beam).store(&instance.beamPower[k]);
+    // bit-exact contract: scaled once, after the sum, unlike in the fixed frame.
+    const V re = V::splat(weight) * sum.re;
+    const V im = V::splat(weight) * sum.im;
+    store_pairs(&beam[k], simd::Pairs<V>{re, im});
+    power_of(re, im).store(&power[k]);
   });
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

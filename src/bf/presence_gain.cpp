@@ -2,11 +2,10 @@
 //
 // The smoothing over bins runs upwards and in place: each value takes half of its time-smoothed
 // probability and a quarter of each neighbour, the lower one already this frame's, the upper one
-// still the last frame's. That is one chain of 255 dependent steps, and it would cost as much time
-// as a transform twice over. It forgets its start by a factor of four a step, though, so four
-// chains run side by side over overlapping stretches, the later ones from a guess. Where a chain
-// has reached the very float that the chain below it computed for the same bin, all that follows is
-// what one chain would have given; where it has not, the steps are done again.
+// still the last frame's: one chain of 255 dependent steps, which would take twice the time of a
+// transform. An error in a chain's starting value shrinks by 4 per bin. So four chains run in
+// parallel; each later one starts 24 or more bins early from last frame's value, and is accepted
+// from the first bin where it equals the chain below. Before that bin the steps are done again.
 #include "bf/presence_gain.h"
 
 #include <bit>
@@ -44,11 +43,10 @@ bool same_float(float a, float b) {
 
 }  // namespace
 
-void smooth_presence_gain(Instance& instance, const float* speechProb) {
-  float past[kBinCount];
-  std::memcpy(past, instance.presenceGain, sizeof past);
-  const float keep = instance.beamPowerSmoothing;
-  const Smoothing smoothing = {speechProb, past, keep, 1.0f - keep};
+void smooth_presence_gain(BinValues& gain, const float* probability, float keep) {
+  BinValues past;
+  std::memcpy(past, gain, sizeof past);
+  const Smoothing smoothing = {probability, past, keep, 1.0f - keep};
 
   float chain[kChains][kChainLength];
   float value[kChains];
@@ -60,7 +58,6 @@ void smooth_presence_gain(Instance& instance, const float* speechProb) {
     }
   }
 
-  float* gain = instance.presenceGain;
   std::memcpy(gain + kStart[0], chain[0], sizeof chain[0]);
   for (int c = 1; c < kChains; ++c) {
     const int end = kStart[c] + kChainLength;

@@ -1,21 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "bf/synthesis.h"
 
-#include "fft/fft.h"
-#include "simd/lanes.h"
+#include "bf/add_halved.h"
 
 namespace vekbf {
 
-void synthesise(Instance& instance, const Complex* spectrum) {
-  float frame[kFrameSize];
-  if (!fft_synthesise(instance.fftState, as_floats(spectrum), frame)) return;
-
-  // Deliberate: the sum wraps modulo 2^16, it does not clip. Half a float is exact unless the
-  // result is subnormal, and then it truncates to 0 as the double product does.
-  simd::for_each_lane(kFrameSize, [&](auto lane, int n) {
-    using V = decltype(lane);
-    add_truncated(&instance.outputOverlap[n], V::splat(0.5f) * V::load(&frame[n]));
-  });
+void synthesise(int16_t (&overlap)[kFrameSize], FftState* transform, const Spectrum& spectrum) {
+  Frame frame;
+  if (fft_synthesise(transform, as_floats(spectrum), frame)) add_halved(overlap, frame);
 }
 
 }  // namespace vekbf

@@ -9,8 +9,8 @@
 #include "simd/float_mode.h"
 #include "vek_direction.h"
 
+using vekbf::ScopedIeeeMode;
 using vekbf::direction::Finder;
-using vekbf::simd::StatedFloatMode;
 
 namespace {
 
@@ -51,13 +51,13 @@ uint32_t VekDir_GetBufferSize(void) { return kBufferSize; }
 
 uint32_t VekDir_CheckArray(const VekBfInit* array) {
   if (array == nullptr) return VEK_DIR_ERR_NULL_HANDLE;
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   return first_fault(*array);
 }
 
 VekDirHandle VekDir_Init(void* buffer, const VekBfInit* array) {
   if (buffer == nullptr || array == nullptr || !is_aligned(buffer)) return nullptr;
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   if (first_fault(*array) != VEK_DIR_OK) return nullptr;
   std::memset(buffer, 0, kBufferSize);
   auto* finder = static_cast<Finder*>(buffer);
@@ -69,14 +69,14 @@ uint32_t VekDir_SetConfig(VekDirHandle handle, const VekDirConfig* config) {
   if (handle == nullptr || config == nullptr) return VEK_DIR_ERR_NULL_HANDLE;
   const uint32_t fault = first_fault(*config);
   if (fault != VEK_DIR_OK) return fault;
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   apply(*handle, *config);
   return VEK_DIR_OK;
 }
 
 uint32_t VekDir_Run(VekDirHandle handle, const int16_t* in, VekDirState* state) {
   if (handle == nullptr || in == nullptr || state == nullptr) return VEK_DIR_ERR_NULL_HANDLE;
-  const StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   *state = run_block(*handle, in);
   return VEK_DIR_OK;
 }

@@ -3,7 +3,7 @@
 
 #include "direction/cosines.h"
 #include "direction/groups.h"
-#include "simd/f32x4.h"
+#include "simd/lanes.h"
 
 namespace vekbf::direction {
 

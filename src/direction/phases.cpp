@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "simd/f32x4.h"
+#include "simd/lanes.h"
 
 namespace vekbf::direction {
 

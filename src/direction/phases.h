@@ -5,7 +5,7 @@
 // (1976), for all directions at once.
 #pragma once
 
-#include "base/complex.h"
+#include "base/spectrum.h"
 #include "direction/groups.h"
 #include "direction/map.h"
 #include "direction/reliability.h"
@@ -19,8 +19,6 @@ struct Evidence {
   float level;     // sum of weight times power
   Harmonics harmonics[kMaxAccumulators];
 };
-
-using Spectrum = Complex[kBinCount];
 
 void gather_phases(Evidence& evidence, const Spectrum* spectra, int mics, const float* power,
                    const ReliableBins& reliable, const Groups& groups, const Rows& rows,

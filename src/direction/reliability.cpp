@@ -20,7 +20,7 @@ constexpr int kMostPerBand = (kMaxBandBins + kBands - 1) / kBands;
 // bit-exact contract: the mean over the transforms so far, by this recursion.
 void settle_noise(Reliability& r, const float* power) {
   const float share = static_cast<float>(1.0 / static_cast<double>(r.transforms));
-  simd::for_each_bin([&](auto lane, int k) {
+  simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     V mean = V::load(power + k);
     if (r.transforms > 1) {
@@ -36,7 +36,7 @@ void update_late(Reliability& r, const Constants& constants) {
   const int32_t ring = constants.lateLag + 1;
   const float* old = r.powers[(r.newest + 1) % ring];  // the oldest, lateLag transforms ago
   const float share = 1.0f - constants.lateDecay;
-  simd::for_each_bin([&](auto lane, int k) {
+  simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const V late =
         V::splat(constants.lateDecay) * V::load(r.late + k) + V::splat(share) * V::load(old + k);
@@ -45,7 +45,7 @@ void update_late(Reliability& r, const Constants& constants) {
 }
 
 void find_excess(Reliability& r, const float* power) {
-  simd::for_each_bin([&](auto lane, int k) {
+  simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const V floor = V::splat(kNoiseShare) * V::load(r.noise->noisePower + k) +
                     V::splat(kLateShare) * V::load(r.late + k);

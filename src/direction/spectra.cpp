@@ -3,7 +3,7 @@
 
 #include "base/framing.h"
 #include "fft/window.h"
-#include "fft/windowed.h"
+#include "fft/windowed_transform.h"
 #include "simd/lanes.h"
 
 namespace vekbf::direction {
@@ -12,7 +12,7 @@ namespace {
 
 template <class V>
 V power_of(const Complex* value) {
-  const simd::Pairs<V> c = simd::load_pairs<V>(value);
+  const simd::Pairs<V> c = V::load_pairs(value);
   return plus_product(c.re * c.re, c.im, c.im);
 }
 
@@ -21,7 +21,7 @@ V power_of(const Complex* value) {
 template <int kMics>
 void mean_power(const Spectrum* spectra, float* power) {
   constexpr float kShare = 1.0f / static_cast<float>(kMics);
-  simd::for_each_bin([&](auto lane, int k) {
+  simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const auto of = [&](int m) { return power_of<V>(&spectra[m][k]); };
     V sum = V::splat(0.0f);

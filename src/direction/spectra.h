@@ -6,7 +6,6 @@
 
 #include <cstdint>
 
-#include "base/sizes.h"
 #include "direction/phases.h"
 #include "fft/fft_engine.h"
 

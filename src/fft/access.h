@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// Where a pass of the transform takes its values from and where it leaves them. Each of these loads
-// or stores the complex values i, i+1, ... of one vector; they are put together as a transform
-// needs them, so that a pass is written once.
+// Sources and sinks of the passes of a transform. Each loads or stores the complex values i, i+1,
+// ... of one vector; a transform combines them as it needs, so that a pass is written once.
 #pragma once
 
 #include "base/complex.h"
-#include "simd/f32x4.h"
-#include "simd/pairs.h"
+#include "base/target.h"
+#include "simd/lanes.h"
 
-namespace vekbf::fft {
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+namespace fft {
 
 using simd::Pairs;
 
@@ -17,13 +18,9 @@ using simd::Pairs;
 // 32-bit ARM of this.
 template <class V>
 [[gnu::always_inline]] inline void store_interleaved(Complex* p, Pairs<V> c) {
-  if constexpr (V::kLanes == 1) {
-    store_pairs(p, c);
-  } else {
-    interleave(c.re, c.im);
-    c.re.store(&p->re);
-    c.im.store(&p->re + V::kLanes);
-  }
+  interleave(c.re, c.im);
+  c.re.store(&p->re);
+  c.im.store(&p->re + V::kLanes);
 }
 
 struct Input {
@@ -31,7 +28,7 @@ struct Input {
 
   template <class V>
   [[gnu::always_inline]] Pairs<V> load(int i) const {
-    return simd::load_pairs<V>(values + i);
+    return V::load_pairs(values + i);
   }
 };
 
@@ -44,8 +41,8 @@ struct Output {
   }
 };
 
-// The values between two passes, nobody else's business: all real parts, then all imaginary ones,
-// so that no lane has to move.
+// Intermediate buffer, private to the transform: planar (all real parts, then all imaginary ones),
+// so that passes need no shuffles.
 struct PlanarWork {
   float* re;
   float* im;
@@ -63,7 +60,7 @@ struct PlanarWork {
   }
 };
 
-// The same for a machine that separates the parts as it loads them.
+// The same for units whose loads separate the parts (NEON).
 struct PairedWork {
   Complex* values;
 
@@ -71,7 +68,7 @@ struct PairedWork {
 
   template <class V>
   [[gnu::always_inline]] Pairs<V> load(int i) const {
-    return simd::load_pairs<V>(values + i);
+    return V::load_pairs(values + i);
   }
   template <class V>
   [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
@@ -83,7 +80,7 @@ template <class V>
 struct WorkOf {
   using Type = PlanarWork;
 };
-#if defined(__ARM_NEON) && !defined(VEKBF_PORTABLE)
+#if defined(VEKBF_TARGET_NEON)
 template <>
 struct WorkOf<simd::neon::f32x4> {
   using Type = PairedWork;
@@ -153,4 +150,6 @@ struct WindowedOutput {
   }
 };
 
-}  // namespace vekbf::fft
+}  // namespace fft
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf

@@ -8,8 +8,7 @@
 
 #include "base/log.h"
 #include "fft/window.h"
-#include "fft/windowed.h"
-#include "simd/lanes.h"
+#include "fft/windowed_transform.h"
 
 using vekbf::log_bare;
 using vekbf::log_line;
@@ -50,13 +49,6 @@ void multiply_from(int32_t i, int32_t count, float* out, const float* in, const 
   for (; i < count; ++i) out[i] = in[i] * window[i];
 }
 
-void accumulate(float* sums, const float* values, int32_t count) {
-  vekbf::simd::for_each_lane(count, [&](auto lane, int i) {
-    using V = decltype(lane);
-    (V::load(sums + i) + V::load(values + i)).store(sums + i);
-  });
-}
-
 // What the engine transforms of a frame; an odd frame has one sample more.
 int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncfft; }
 
@@ -72,7 +64,7 @@ void inverse(FftState* state, const float* in, float* out) {
   const Complex* spectrum = reinterpret_cast<const Complex*>(in);
   const bool done = vekbf::fft::windowed_inverse(out, spectrum, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, out, state->window);
-  accumulate(state->windowSqSum, state->windowSq, state->fftSize);
+  vekbf::fft::add_to(state->windowSqSum, state->windowSq, state->fftSize);
 }
 
 bool is_usable(const FftState* state) {

@@ -1,12 +1,50 @@
 // SPDX-License-Identifier: MIT
+//
+// The transform of N real samples by way of the complex one of the same samples taken two by two as
+// N/2 values, and the steps between the two spectra.
 #pragma once
 
+#include "base/target.h"
+#include "fft/complex_transform.h"
 #include "fft/fft_engine.h"
-#include "fft/passes.h"
-#include "fft/real_steps.h"
-#include "fft/sixteen.h"
 
-namespace vekbf::fft {
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+namespace fft {
+
+// Groups of bins k from the bottom and their mirror images n-k from the top. At k = n/2 both
+// are the same bin: it is written twice and the second value, the mirror image, stays.
+template <class V, class Source, class Sink>
+inline void split(const Source& z, const Sink& x, const Complex* super_twiddles, int n) {
+  const V half = V::splat(0.5f);
+  for (int k = 1; k <= n / 2; k += V::kLanes) {
+    const int mirror = n - k - (V::kLanes - 1);
+    const Pairs<V> a = z.template load<V>(k);
+    const Pairs<V> top = z.template load<V>(mirror);
+    const Pairs<V> b = {reverse(top.re), reverse(top.im)};  // not yet conjugate
+    const Pairs<V> f1 = {a.re + b.re, a.im - b.im};
+    const Pairs<V> f2 = {a.re - b.re, a.im + b.im};
+    const Pairs<V> t = f2 * V::load_pairs(super_twiddles + k - 1);
+    x.template store<V>(k, {half * (f1.re + t.re), half * (f1.im + t.im)});
+    x.template store<V>(mirror, {reverse(half * (f1.re - t.re)), reverse(half * (t.im - f1.im))});
+  }
+}
+
+template <class V, class Source, class Sink>
+inline void merge(const Source& x, const Sink& z, const Complex* super_twiddles, int n) {
+  const V half = V::splat(0.5f);
+  for (int k = 1; k <= n / 2; k += V::kLanes) {
+    const int mirror = n - k - (V::kLanes - 1);
+    const Pairs<V> a = x.template load<V>(k);
+    const Pairs<V> top = x.template load<V>(mirror);
+    const Pairs<V> b = {reverse(top.re), reverse(top.im)};  // not yet conjugate
+    const Pairs<V> e = {a.re + b.re, a.im - b.im};
+    const Pairs<V> d = {a.re - b.re, a.im + b.im};
+    const Pairs<V> o = times_conj(d, V::load_pairs(super_twiddles + k - 1));
+    z.template store<V>(k, {half * (e.re + o.re), half * (e.im + o.im)});
+    z.template store<V>(mirror, {reverse(half * (e.re - o.re)), reverse(half * (o.im - e.im))});
+  }
+}
 
 inline bool is_supported(const RealFftPlan* plan) {
   return plan != nullptr && is_supported(plan->ncfft);
@@ -15,7 +53,8 @@ inline bool is_supported(const RealFftPlan* plan) {
 // The complex transform stays in the layout of the work areas: its last pass reads and writes the
 // same places, so it runs in place.
 template <class V, class Source>
-inline void real_forward(Complex* out, const Source& in, const RealFftPlan& plan) {
+[[gnu::always_inline]] inline void real_forward(Complex* out, const Source& in,
+                                                const RealFftPlan& plan) {
   const int n = plan.ncfft;
   const Work<V> first(plan.buffer, n);
   const Work<V> second(plan.buffer + n, n);
@@ -25,19 +64,20 @@ inline void real_forward(Complex* out, const Source& in, const RealFftPlan& plan
   const Work<V>& z = rest.work;
   const Pairs<simd::f32x1> z0 = z.template load<simd::f32x1>(0);
   split<V>(z, Output{out}, plan.superTwiddles, n);
-  out[0] = {z0.re.v + z0.im.v, 0.0f};
-  out[n] = {z0.re.v - z0.im.v, 0.0f};
+  out[0] = {z0.re.v[0] + z0.im.v[0], 0.0f};
+  out[n] = {z0.re.v[0] - z0.im.v[0], 0.0f};
 }
 
 // The merge leaves its values exchanged, as the inverse wants them.
 template <class V, class Sink>
-inline void real_inverse(const Sink& out, const Complex* in, const RealFftPlan& plan) {
+[[gnu::always_inline]] inline void real_inverse(const Sink& out, const Complex* in,
+                                                const RealFftPlan& plan) {
   const int n = plan.ncfft;
   const Work<V> first(plan.buffer, n);
   const Work<V> second(plan.buffer + n, n);
   const Exchanged<Work<V>> merged{first};
-  const simd::f32x1 sum = {(in[0].re + in[n].re) * 0.5f};
-  const simd::f32x1 difference = {(in[0].re - in[n].re) * 0.5f};
+  const simd::f32x1 sum = {{(in[0].re + in[n].re) * 0.5f}};
+  const simd::f32x1 difference = {{(in[0].re - in[n].re) * 0.5f}};
   merged.store(0, Pairs<simd::f32x1>{sum, difference});
   merge<V>(Input{in}, merged, plan.superTwiddles, n);
 
@@ -46,4 +86,6 @@ inline void real_inverse(const Sink& out, const Complex* in, const RealFftPlan& 
   last_pass<V>(rest.work, Exchanged<Scaled<Sink>>{{out, gain}}, rest.line, n);
 }
 
-}  // namespace vekbf::fft
+}  // namespace fft
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf

@@ -5,7 +5,9 @@
 
 #include "base/log.h"
 
-namespace vekbf::fft {
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+namespace fft {
 
 namespace {
 
@@ -57,4 +59,6 @@ void fill_window(float* window, float* window_sq, int32_t count, int32_t type, b
   }
 }
 
-}  // namespace vekbf::fft
+}  // namespace fft
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf

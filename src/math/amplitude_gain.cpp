@@ -25,11 +25,11 @@ float amplitude_gain_plain(float v, float gamma) {
 }
 
 float KnownGains::of(float v, float gamma) {
-  const int known = std::min(asked, kCases);
+  const int known = std::min(misses, kCases);
   for (int i = 0; i < known; ++i) {
     if (same(v, cases[i].v) && same(gamma, cases[i].gamma)) return cases[i].gain;
   }
-  Case& oldest = cases[asked++ % kCases];
+  Case& oldest = cases[misses++ % kCases];
   oldest = {v, gamma, amplitude_gain_plain(v, gamma)};
   return oldest.gain;
 }

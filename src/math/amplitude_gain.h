@@ -21,9 +21,9 @@
 
 #include <cstddef>
 
+#include "base/target.h"
 #include "math/gain_table.h"
-#include "simd/f64x4.h"
-#include "simd/i32x4.h"
+#include "simd/lanes.h"
 
 namespace vekbf {
 
@@ -38,9 +38,9 @@ inline constexpr float kSmallGainFrom = 170.0f;
 // The definition, for any floats.
 float amplitude_gain_plain(float v, float gamma);
 
-// The definition, asked once for each of the last few arguments. Bins of one power are one case for
-// the table: one or two pulses in every block leave a frame five powers at most, and each bin for
-// itself in the mathematics library would take twice as long as all the rest of the block.
+// The definition, computed once for each of the last few arguments. Bins of one power are one case
+// for the table: one or two pulses in every block leave a frame five powers at most, and each bin
+// for itself in the mathematics library would take twice as long as all the rest of the block.
 struct KnownGains {
   struct Case {
     float v;
@@ -51,13 +51,15 @@ struct KnownGains {
 
   float of(float v, float gamma);
 
-  int asked = 0;  // how often a new case was, so that a frame need not clear them
+  int misses = 0;  // cases computed so far, so that a frame need not clear them
   Case cases[kCases];
 };
 
 // Redoes the lanes in which `low` and `high` differ.
 void amplitude_gain_redo(float* low, const float* high, const float* v, const float* gamma,
                          int lanes, KnownGains& known);
+
+inline namespace VEKBF_TARGET {
 
 // gain^2 gamma in the order gain (gain gamma). From v = 140 on a gain lies below 1e-30 and the
 // result is zero; saying so keeps subnormals out of the product.
@@ -67,32 +69,6 @@ inline V gain_power(V gain, V gamma, V v) {
   const V heard = select(greater(v, V::splat(140.0f)), zero, gain);
   return heard * (heard * gamma);
 }
-
-namespace detail {
-
-inline const char* in_cell(size_t at) { return reinterpret_cast<const char*>(kGainTable) + at; }
-
-// The tail coefficients and the power of each lane's cell.
-template <class V>
-inline void load_tails(const size_t* cells, V& a, V& b, V& c, V& d) {
-  const auto tail = [cells](int lane) {
-    return reinterpret_cast<const float*>(in_cell(cells[lane] + offsetof(GainCell, tail)));
-  };
-  if constexpr (V::kLanes == 1) {
-    a = V{tail(0)[0]};
-    b = V{tail(0)[1]};
-    c = V{tail(0)[2]};
-    d = V{tail(0)[3]};
-  } else {
-    a = V::load(tail(0));
-    b = V::load(tail(1));
-    c = V::load(tail(2));
-    d = V::load(tail(3));
-    transpose(a, b, c, d);
-  }
-}
-
-}  // namespace detail
 
 template <class V>
 [[gnu::always_inline]] inline V amplitude_gain(V v, V gamma, KnownGains& known) {
@@ -108,11 +84,12 @@ template <class V>
   static_assert(sizeof(GainCell) == 1 << 6);
   offsets_of(shifted_left<6>(bits_of(biased) & I::splat(0xff)), cells);
   V c6 = t, c7 = t, c8 = t, power = t;
-  detail::load_tails(cells, c6, c7, c8, power);
+  const GainCell* table = kGainTable;
+  load_columns(&table->tail[0], cells, c6, c7, c8, power);
   W c0, c1, c2, c3, c4, c5;
-  load_columns(detail::in_cell(0), cells, c0, c1);
-  load_columns(detail::in_cell(16), cells, c2, c3);
-  load_columns(detail::in_cell(32), cells, c4, c5);
+  load_columns(&table->head[0], cells, c0, c1);
+  load_columns(&table->head[2], cells, c2, c3);
+  load_columns(&table->head[4], cells, c4, c5);
 
   const V one = c(1.0f);
   const V rounding = ((v + one) - one) - v;
@@ -150,4 +127,5 @@ template <class V>
   return V::load(lows);
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

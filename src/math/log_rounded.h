@@ -16,9 +16,9 @@
 
 #include <cstddef>
 
+#include "base/target.h"
 #include "math/log_table.h"
-#include "simd/f64x4.h"
-#include "simd/i32x4.h"
+#include "simd/lanes.h"
 
 namespace vekbf {
 
@@ -28,6 +28,8 @@ inline constexpr float kLogHighest = 1010.0f;
 
 // The definition, for any float.
 float log_rounded_plain(float a);
+
+inline namespace VEKBF_TARGET {
 
 template <class V>
 [[gnu::always_inline]] inline V log_rounded(V a) {
@@ -55,4 +57,5 @@ template <class V>
   return narrow((e * c(kLog2High) + log_middle) + (r + (r2 * p + e * c(kLog2Low))));
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

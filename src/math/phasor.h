@@ -15,12 +15,12 @@
 // up to n = 2^20.
 #pragma once
 
+#include "base/target.h"
 #include "math/phasor_table.h"
-#include "simd/f64x4.h"
-#include "simd/i32x4.h"
-#include "simd/pairs.h"
+#include "simd/lanes.h"
 
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 inline constexpr float kPhasorLimit = 0x1p14f;  // domain: kPhasorTiny <= |x| <= kPhasorLimit
 inline constexpr float kPhasorTiny = 0x1p-12f;  // below it cos x rounds to 1 and sin x to x
@@ -53,4 +53,5 @@ template <class V>
   return {re, im};
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/sizes.h"
 #include "math/phasor.h"
 
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 namespace {
 
@@ -37,13 +37,13 @@ void fill_plain(Complex* row, double step, int first) {
 // A whole number of groups. Phases below kPhasorTiny come out by the table too: in its first
 // direction their cosine rounds to 1 and their sine to themselves.
 void fill_by_table(Complex* row, double step, int first) {
-  using simd::f32x4;
-  const float start = static_cast<float>(first);
-  const float indices[f32x4::kLanes] = {start, start + 1.0f, start + 2.0f, start + 3.0f};
-  f32x4 index = f32x4::load(indices);
-  const f32x4 stride = f32x4::splat(f32x4::kLanes);
+  using V = simd::Widest;
+  float indices[V::kLanes];
+  for (int i = 0; i < V::kLanes; ++i) indices[i] = static_cast<float>(first + i);
+  V index = V::load(indices);
+  const V stride = V::splat(V::kLanes);
   auto steps = decltype(widen(index))::splat(step);
-  for (int k = first; k <= kLast; k += f32x4::kLanes) {
+  for (int k = first; k <= kLast; k += V::kLanes) {
     store_pairs(&row[k], phasor(narrow(widen(index) * steps)));
     index = index + stride;
   }
@@ -57,7 +57,7 @@ void fill_phasor_row(Complex* row, double step, int first) {
     fill_constant(row, phase(1, step), first);
   } else if (largest < kPhasorTiny) {
     fill_tiny(row, step, first);
-  } else if (largest <= kPhasorLimit && (kLast + 1 - first) % simd::f32x4::kLanes == 0) {
+  } else if (largest <= kPhasorLimit && (kLast + 1 - first) % simd::Widest::kLanes == 0) {
     fill_by_table(row, step, first);
   } else {
     fill_plain(row, step, first);
@@ -85,4 +85,16 @@ int derive_phasor_row(Complex* row, double step, const Complex* other, double ot
   return 1;
 }
 
+void fill_phasor_rows(Spectrum* rows, const double* steps, int count) {
+  for (int m = 0; m < count; ++m) {
+    rows[m][0] = {1.0f, -0.0f};  // -0 is what the other bins give for no delay
+    int first = 1;
+    for (int other = 0; other < m && first == 1; ++other) {
+      first = derive_phasor_row(rows[m], steps[m], rows[other], steps[other]);
+    }
+    if (first < kBinCount) fill_phasor_row(rows[m], steps[m], first);
+  }
+}
+
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "base/complex.h"
+#include "base/spectrum.h"
+#include "base/target.h"
 
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 
 // row[k] = (cos phi, -sin phi) for k = 1..256 with phi = (float)(k step), as single-precision
 // floats of the double-precision functions' values. Any step, also subnormal, infinite or not a
@@ -15,4 +17,11 @@ void fill_phasor_row(Complex* row, double step, int first = 1);
 // to be filled.
 int derive_phasor_row(Complex* row, double step, const Complex* other, double other_step);
 
+// Fills the first `count` rows, each with the phases of its step and bin 0 without one. Takes from
+// earlier rows what they have: delays are often exact multiples of each other (on a line of equal
+// spacing one microphone has twice the delay of another, on a circle opposite microphones may have
+// opposite delays).
+void fill_phasor_rows(Spectrum* rows, const double* steps, int count);
+
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -3,10 +3,10 @@
 
 #include "math/amplitude_gain.h"
 #include "math/log_rounded.h"
-#include "simd/f64x4.h"
 #include "simd/lanes.h"
 
 namespace vekbf {
+inline namespace VEKBF_TARGET {
 namespace {
 
 // v = 0.2 gamma xi / (1 + xi); the product in double precision, the quotient in single.
@@ -152,4 +152,5 @@ void bin_likelihoods(VadState& state, const float* power, const float* noise) {
   }
 }
 
+}  // namespace VEKBF_TARGET
 }  // namespace vekbf

@@ -13,67 +13,65 @@
 #include <emmintrin.h>
 #endif
 
-namespace vekbf::simd {
+namespace vekbf {
 
-namespace detail {
+namespace float_control {
 
 #if defined(__SSE2__)
 // Flush to zero, rounding, exception masks, denormals are zeros.
 inline constexpr uint64_t kModeBits = 0xffc0;
-inline constexpr uint64_t kStatedMode = 0x1f80;
-inline uint64_t float_control() { return _mm_getcsr(); }
-inline void set_float_control(uint64_t control) { _mm_setcsr(static_cast<uint32_t>(control)); }
+inline constexpr uint64_t kIeeeMode = 0x1f80;
+inline uint64_t get() { return _mm_getcsr(); }
+inline void set(uint64_t control) { _mm_setcsr(static_cast<uint32_t>(control)); }
 #elif defined(__aarch64__)
 inline constexpr uint64_t kModeBits = UINT64_MAX;
-inline constexpr uint64_t kStatedMode = 0;
-inline uint64_t float_control() {
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() {
   uint64_t control;
   asm volatile("mrs %0, fpcr" : "=r"(control)::"memory");
   return control;
 }
-inline void set_float_control(uint64_t control) {
-  asm volatile("msr fpcr, %0" ::"r"(control) : "memory");
-}
+inline void set(uint64_t control) { asm volatile("msr fpcr, %0" ::"r"(control) : "memory"); }
 #elif defined(__arm__) && defined(__ARM_FP)
 // All but the condition flags and the exceptions that have been seen.
 inline constexpr uint64_t kModeBits = 0x07ff9f00;
-inline constexpr uint64_t kStatedMode = 0;
-inline uint64_t float_control() {
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() {
   uint32_t control;
   asm volatile("vmrs %0, fpscr" : "=r"(control)::"memory");
   return control;
 }
-inline void set_float_control(uint64_t control) {
+inline void set(uint64_t control) {
   asm volatile("vmsr fpscr, %0" ::"r"(static_cast<uint32_t>(control)) : "memory");
 }
 #else
-// Nothing is known of this machine: its host keeps to the stated mode.
+// Nothing is known of this machine: its host has to keep to this mode.
 inline constexpr uint64_t kModeBits = 0;
-inline constexpr uint64_t kStatedMode = 0;
-inline uint64_t float_control() { return 0; }
-inline void set_float_control(uint64_t) {}
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() { return 0; }
+inline void set(uint64_t) {}
 #endif
 
-}  // namespace detail
+}  // namespace float_control
 
-// The stated mode for as long as it lives, then the host's again.
-class StatedFloatMode {
+// Sets the mode for as long as it lives, then the host's again.
+class ScopedIeeeMode {
  public:
-  StatedFloatMode() : host_(detail::float_control()) {
+  ScopedIeeeMode() : host_(float_control::get()) {
     if (differs()) {
-      detail::set_float_control((host_ & ~detail::kModeBits) | detail::kStatedMode);
+      float_control::set((host_ & ~float_control::kModeBits) | float_control::kIeeeMode);
     }
   }
-  ~StatedFloatMode() {
-    if (differs()) detail::set_float_control(host_);
+  ~ScopedIeeeMode() {
+    if (differs()) float_control::set(host_);
   }
-  StatedFloatMode(const StatedFloatMode&) = delete;
-  StatedFloatMode& operator=(const StatedFloatMode&) = delete;
+  ScopedIeeeMode(const ScopedIeeeMode&) = delete;
+  ScopedIeeeMode& operator=(const ScopedIeeeMode&) = delete;
 
  private:
-  bool differs() const { return (host_ & detail::kModeBits) != detail::kStatedMode; }
+  bool differs() const { return (host_ & float_control::kModeBits) != float_control::kIeeeMode; }
 
   uint64_t host_;
 };
 
-}  // namespace vekbf::simd
+}  // namespace vekbf

@@ -1,28 +1,92 @@
 // SPDX-License-Identifier: MIT
+//
+// The lane layer: every hot loop is written once over a lane type V, and is right for any number of
+// lanes. One file per backend (portable.h, sse2.h, neon.h) holds all its types; all offer the same
+// operations under the same names and give the same bits. The portable backend defines the results.
+// Operations are element-wise, so lane order never matters.
+//
+// A lane type V of floats has
+//   V::kLanes, V::load(p), V::splat(x), v.store(p)         no alignment needed
+//   a + b, a - b, a * b, a / b                             IEEE single, each rounded
+//   plus_product(a, b, c), minus_product(a, b, c)          a + b * c, a - b * c, b * c rounded
+//   greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
+//   select(mask, a, b)                                     a where the mask is set, else b
+//   any(mask), any_nan(v)                                  true for one lane or more
+//   V::load_pairs(p), store_pairs(p, c)                    complex values, split into re and im
+//   V::copy_pairs(to, from)                                copies, and gives what was copied
+//   load_columns(base, offsets, a, b, c, d)                lane i: the four floats at base +
+//   offsets[i] reciprocal_two_step(d)                                 see base/reciprocal.h
+//   reciprocal_estimate(d)                                 its table estimate alone
+//   add_truncated(sums, v)                                 int16: sums[i] += saturated v[i], wraps
+//   reverse(v)                                             last lane first
+//   interleave(a, b), interleave(a, b, c, d)               a0 b0 a1 b1 ..., a0 b0 c0 d0 a1 b1 ...
+//   interleave<n>(...)                                     the same with blocks of n lanes, n <
+//   V::kLanes deinterleave(a, b)                                     undoes interleave
+// Integers of 32 bits beside it, for table indices and exponents:
+//   bits_of(v), float_of_bits(i)                           the representation of a float, and back
+//   i - j, i & j, shifted_left<n>(i), shifted_right<n>(i)  the latter fills with zeros
+//   to_float(i)                                            conversion of small whole numbers
+//   same_bits(v, w)                                        true if all lanes have the same
+//   representation i.store(p), I::splat(x) offsets_of(i, out) the low 16 bits of each lane, as
+//   table offsets
+// Doubles beside it, for kernels that need the precision on the way:
+//   widen(v), narrow(w)                                    conversions, the latter rounded
+//   narrow_small(w)                                        the same, where many results are
+//   subnormal a + b, a - b, a * b, a / b, square_root(a), W::splat(x) load_columns(base, offsets,
+//   first, second)             lane i: the two doubles at base + offsets[i]
+// Local variables of doubles are deliberately not const: gcc 12 does not take a constant record
+// apart, and leaves it in memory.
 #pragma once
 
-#include "base/sizes.h"
-#include "simd/f32x4.h"
+#include "base/complex.h"
+#include "base/target.h"
 #include "simd/pairs.h"
+#include "simd/portable.h"
+#if defined(VEKBF_TARGET_NEON)
+#include "simd/neon.h"
+#elif defined(VEKBF_TARGET_SSE2)
+#include "simd/sse2.h"
+#endif
 
-namespace vekbf::simd {
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+namespace simd {
 
-// Calls body(V{}, i) for i = 0, 4, 8, ... with a four-lane V, then for each index that is left with
-// the one-lane type, so that a formula is written once: `using V = decltype(lane)` inside a generic
-// lambda.
-template <class V4 = f32x4, class Body>
+// The types of the target: one lane, four, and as many as it computes at once.
+using f32x1 = portable::f32xN<1>;
+#if defined(VEKBF_TARGET_NEON)
+using f32x4 = neon::f32x4;
+#elif defined(VEKBF_TARGET_SSE2)
+using f32x4 = sse2::f32x4;
+#else
+using f32x4 = portable::f32xN<4>;
+#endif
+#if defined(VEKBF_PORTABLE_LANES)
+using Widest = portable::f32xN<VEKBF_PORTABLE_LANES>;
+#else
+using Widest = f32x4;
+#endif
+
+// The first kBlock values, as often as they fit.
+template <class V, int kBlock>
+[[gnu::always_inline]] inline Pairs<V> load_repeated(const Complex* p) {
+  Complex values[V::kLanes];
+  for (int i = 0; i < V::kLanes; ++i) values[i] = p[i % kBlock];
+  return V::load_pairs(values);
+}
+
+// Calls body(V{}, i) for i = 0, V::kLanes, ... as long as a whole group is left, then for each
+// index that is left with the one-lane type, so that a formula is written once: `using V =
+// decltype(lane)` inside a generic lambda.
+template <class V = Widest, class Body>
 inline void for_each_lane(int count, Body&& body) {
   int i = 0;
-  for (; i + V4::kLanes <= count; i += V4::kLanes) body(V4{}, i);
-    // Three at most: copies of the body would cost more room than they save time.
+  for (; i + V::kLanes <= count; i += V::kLanes) body(V{}, i);
+    // A few at most: copies of the body would cost more room than they save time.
 #pragma GCC unroll 1
   for (; i < count; ++i) body(f32x1{}, i);
 }
 
-// The same over the bins of a spectrum: bins 0 to 255 four at a time, bin 256 on its own.
-template <class V4 = f32x4, class Body>
-inline void for_each_bin(Body&& body) {
-  for_each_lane<V4>(kBinCount, body);
-}
-
-}  // namespace vekbf::simd
+}  // namespace simd
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf

@@ -2,11 +2,14 @@
 #pragma once
 
 #include "base/magnitude.h"
-#include "simd/f64x4.h"
+#include "base/target.h"
+#include "simd/lanes.h"
 
-namespace vekbf::simd {
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+namespace simd {
 
-inline f32x1 magnitude(f32x1 re, f32x1 im) { return {vekbf::magnitude(re.v, im.v)}; }
+inline f32x1 magnitude(f32x1 re, f32x1 im) { return {{vekbf::magnitude(re.v[0], im.v[0])}}; }
 
 // |re + i im| in every lane, the same float as cabsf. A result that is no number needs the rule for
 // an infinite part; one test covers all lanes.
@@ -25,4 +28,6 @@ inline V magnitude(V re, V im) {
   return V::load(a);
 }
 
-}  // namespace vekbf::simd
+}  // namespace simd
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf

@@ -127,7 +127,7 @@ void choose_angle(VekStream& stream) {
 }
 
 size_t write(VekStream& stream, const Source& source, size_t first, size_t frames) {
-  const simd::StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   size_t taken = 0;
   while (taken < frames) {
     size_t part = std::min(frames - taken, kBlock - stream.inFrames);

@@ -50,7 +50,7 @@ bool parse_real(Text text, Number& value) {
   }
   std::memcpy(copy, text.begin, text.size);
   copy[text.size] = '\0';
-  const simd::StatedFloatMode mode;
+  const ScopedIeeeMode mode;
   const Number number = to_number(copy, Number{});
   if (!std::isfinite(number)) return false;
   value = number;

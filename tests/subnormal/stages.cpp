@@ -23,11 +23,8 @@
 
 #include "base/framing.h"
 #include "base/saturate.h"
-#include "bf/fixed_beam.h"
-#include "bf/presence_gain.h"
-#include "bf/sidelobe_canceller.h"
+#include "bf/record_stages.h"
 #include "bf/steering.h"
-#include "bf/synthesis.h"
 #include "fft/fft.h"
 #include "noise/vad.h"
 #include "support/quiet.h"

@@ -8,34 +8,36 @@
 #include <cmath>
 #include <type_traits>
 
-#include "simd/f32x4.h"
+#include "simd/lanes.h"
 
 namespace vekbf::test {
 
 using simd::f32x1;
 using simd::f32x4;
-using PortableF32x4 = simd::portable::f32x4;
+using PortableF32x4 = simd::portable::f32xN<4>;
+using PortableF32x8 = simd::portable::f32xN<8>;
 
 inline constexpr bool kHasNative = !std::is_same_v<f32x4, PortableF32x4>;
 
 template <bool kNative>
 struct BackendLists {
-  using Four = ::testing::Types<PortableF32x4>;
-  using All = ::testing::Types<f32x1, PortableF32x4>;
+  using Several = ::testing::Types<PortableF32x4, PortableF32x8>;
+  using All = ::testing::Types<f32x1, PortableF32x4, PortableF32x8>;
 };
 template <>
 struct BackendLists<true> {
-  using Four = ::testing::Types<PortableF32x4, f32x4>;
-  using All = ::testing::Types<f32x1, PortableF32x4, f32x4>;
+  using Several = ::testing::Types<PortableF32x4, PortableF32x8, f32x4>;
+  using All = ::testing::Types<f32x1, PortableF32x4, PortableF32x8, f32x4>;
 };
-using FourLaneTypes = BackendLists<kHasNative>::Four;
+using SeveralLaneTypes = BackendLists<kHasNative>::Several;
 using AllLaneTypes = BackendLists<kHasNative>::All;
 
 struct LaneTypeNames {
   template <class V>
   static std::string GetName(int) {
     if (std::is_same_v<V, f32x1>) return "one_lane";
-    return std::is_same_v<V, PortableF32x4> ? "portable" : "native";
+    if (std::is_same_v<V, PortableF32x8>) return "portable_8";
+    return std::is_same_v<V, PortableF32x4> ? "portable_4" : "native_4";
   }
 };
 

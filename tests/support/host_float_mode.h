@@ -22,23 +22,21 @@ inline constexpr uint64_t kFlushing = 0;
 class HostFloatMode {
  public:
   HostFloatMode(int rounding, bool flushing)
-      : rounding_(std::fegetround()), before_(simd::detail::float_control()) {
+      : rounding_(std::fegetround()), before_(float_control::get()) {
     std::fesetround(rounding);
     if (flushing) {
-      simd::detail::set_float_control(simd::detail::float_control() | kFlushing);
+      float_control::set(float_control::get() | kFlushing);
     }
-    set_ = simd::detail::float_control() & simd::detail::kModeBits;
+    set_ = float_control::get() & float_control::kModeBits;
   }
   ~HostFloatMode() {
     std::fesetround(rounding_);  // of the x87 unit too, where there is one
-    simd::detail::set_float_control(before_);
+    float_control::set(before_);
   }
   HostFloatMode(const HostFloatMode&) = delete;
   HostFloatMode& operator=(const HostFloatMode&) = delete;
 
-  bool is_unchanged() const {
-    return (simd::detail::float_control() & simd::detail::kModeBits) == set_;
-  }
+  bool is_unchanged() const { return (float_control::get() & float_control::kModeBits) == set_; }
 
  private:
   int rounding_;

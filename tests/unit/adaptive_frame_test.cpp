@@ -11,7 +11,7 @@
 
 #include "base/reciprocal.h"
 #include "bf/steering.h"
-#include "bf/synthesis.h"
+#include "bf/record_stages.h"
 #include "support/power_streams.h"
 #include "support/records.h"
 #include "support/twins.h"

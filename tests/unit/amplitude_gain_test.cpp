@@ -164,16 +164,16 @@ TEST(AmplitudeGainRedo, AsksOnceForEachOfTheLastArguments) {
   KnownGains known;
   const auto gamma_of = [](int number) { return 1.0f + static_cast<float>(number); };
   for (int number = 0; number < 3 * KnownGains::kCases; ++number) {
-    EXPECT_EQ(known.asked, number);
+    EXPECT_EQ(known.misses, number);
     const float gain = known.of(1.0f, gamma_of(number));
     EXPECT_TRUE(same_bits(gain, amplitude_gain_plain(1.0f, gamma_of(number)))) << number;
     for (int i = std::max(0, number + 1 - KnownGains::kCases); i <= number; ++i) {
       EXPECT_TRUE(same_bits(known.of(1.0f, gamma_of(i)), amplitude_gain_plain(1.0f, gamma_of(i))));
     }
-    EXPECT_EQ(known.asked, number + 1);
+    EXPECT_EQ(known.misses, number + 1);
   }
   known.of(1.0f, gamma_of(0));
-  EXPECT_EQ(known.asked, 3 * KnownGains::kCases + 1);
+  EXPECT_EQ(known.misses, 3 * KnownGains::kCases + 1);
 }
 
 TEST(Tables, FitIntoASmallCacheTogether) {

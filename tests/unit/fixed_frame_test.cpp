@@ -10,7 +10,7 @@
 #include <string>
 
 #include "bf/steering.h"
-#include "bf/synthesis.h"
+#include "bf/record_stages.h"
 #include "support/records.h"
 #include "support/twins.h"
 
@@ -35,7 +35,7 @@ void clear_output(Instance& record) {
 }
 
 // The samples of one frame of a spectrum that is known.
-Samples synthesis_of(Instance& record, const Complex* spectrum) {
+Samples synthesis_of(Instance& record, const Spectrum& spectrum) {
   const Samples kept = output_of(record);
   clear_output(record);
   synthesise(record, spectrum);

@@ -97,13 +97,12 @@ TEST(FloatMode, OfTheHostWouldChangeSamples) {
 }
 
 TEST(FloatMode, IsLeftAloneWhereItIsTheStatedOne) {
-  const uint64_t before = simd::detail::float_control();
+  const uint64_t before = float_control::get();
   {
-    const simd::StatedFloatMode mode;
-    EXPECT_EQ(simd::detail::float_control() & simd::detail::kModeBits, simd::detail::kStatedMode);
+    const ScopedIeeeMode mode;
+    EXPECT_EQ(float_control::get() & float_control::kModeBits, float_control::kIeeeMode);
   }
-  EXPECT_EQ(simd::detail::float_control() & simd::detail::kModeBits,
-            before & simd::detail::kModeBits);
+  EXPECT_EQ(float_control::get() & float_control::kModeBits, before & float_control::kModeBits);
 }
 
 #if defined(__GLIBC__) && defined(__SSE2__)

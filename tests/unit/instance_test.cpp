@@ -67,7 +67,7 @@ TEST(InstanceRecord, FitsTheWorkingBuffer) {
 TEST(InstanceRecord, TouchesAtMostTheRowsThatExist) {
   const auto rows = [](int32_t mics) {
     Beam beam(array_of(mics));
-    return usable_mics(beam.record());
+    return row_count(beam.record());
   };
   for (int32_t mics = 0; mics <= 4; ++mics) EXPECT_EQ(rows(mics), mics);
   EXPECT_EQ(rows(5), 4);

@@ -34,7 +34,7 @@ void check(Op op, Expected expected) {
       a[i] = {random.unit() * 1000.0f, random.unit() * 1000.0f};
       b[i] = {random.unit(), random.unit()};
     }
-    store_pairs(out, op(simd::load_pairs<V>(a), simd::load_pairs<V>(b)));
+    store_pairs(out, op(V::load_pairs(a), V::load_pairs(b)));
     for (int i = 0; i < V::kLanes; ++i) {
       const Complex e = expected(a[i], b[i]);
       ASSERT_TRUE(same_spectra(&out[i], &e, 1));
@@ -80,7 +80,7 @@ TYPED_TEST(PairsOf, ACopyIsExactAndIsGivenBack) {
   Random random(8);
   for (Complex& value : from) value = {random.any_float(), random.any_float()};
   to[kCount] = {7.0f, 7.0f};
-  store_pairs(given, simd::copy_pairs<TypeParam>(to, from));
+  store_pairs(given, TypeParam::copy_pairs(to, from));
   EXPECT_TRUE(same_spectra(to, from, kCount));
   EXPECT_TRUE(same_spectra(given, from, kCount));
   EXPECT_EQ(to[kCount].re, 7.0f);

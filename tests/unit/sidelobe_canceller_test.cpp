@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "bf/sidelobe_canceller.h"
+#include "bf/record_stages.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The double lanes, for every backend of this build, against plain arithmetic.
-#include "simd/f64x4.h"
+#include "simd/lanes.h"
 
 #include <gtest/gtest.h>
 
@@ -82,7 +82,7 @@ TYPED_TEST(DoubleLanes, ColumnsTakeTwoNeighboursFromEachRow) {
   using W = decltype(widen(TypeParam{}));
   double table[40];
   for (int i = 0; i < 40; ++i) table[i] = i + 0.25;
-  const size_t offsets[4] = {8 * 7, 0, 8 * 38, 8 * 12};
+  const size_t offsets[8] = {8 * 7, 0, 8 * 38, 8 * 12, 8 * 11, 8 * 1, 8 * 20, 8 * 31};
   W first, second;
   load_columns(table, offsets, first, second);
   float out[2][TypeParam::kLanes];

@@ -2,7 +2,7 @@
 //
 // Every operation of the lane layer, for every backend of this build, against plain arithmetic on
 // one value at a time.
-#include "simd/f32x4.h"
+#include "simd/lanes.h"
 
 #include <gtest/gtest.h>
 
@@ -121,10 +121,6 @@ template <class V>
 class AnyLane : public ::testing::Test {};
 TYPED_TEST_SUITE(AnyLane, AllLaneTypes, LaneTypeNames);
 
-template <class V>
-class FourLane : public ::testing::Test {};
-TYPED_TEST_SUITE(FourLane, FourLaneTypes, LaneTypeNames);
-
 TEST(Backends, TheNativeOneIsTestedWhereThereIsOne) {
 #if defined(VEKBF_PORTABLE)
   EXPECT_FALSE(kHasNative);
@@ -132,7 +128,6 @@ TEST(Backends, TheNativeOneIsTestedWhereThereIsOne) {
   EXPECT_TRUE(kHasNative);
 #endif
   EXPECT_EQ(f32x4::kLanes, 4);
-  EXPECT_EQ(PortableF32x4::kLanes, 4);
   EXPECT_EQ(f32x1::kLanes, 1);
 }
 
@@ -142,16 +137,17 @@ TYPED_TEST(AnyLane, LoadAndStoreKeepEveryBitAtAnyAddressAndTouchNothingElse) {
   const uint32_t patterns[] = {0x7fa00001u, 0xff812345u, 0x00000001u, 0x807fffffu,
                                0x80000000u, 0x7f800000u, 0x12345678u, 0xffffffffu};
   for (int offset = 0; offset < 4; ++offset) {
-    alignas(16) float in[12];
-    alignas(16) float out[12];
-    uint32_t before[12];
-    uint32_t after[12];
-    for (int i = 0; i < 12; ++i) before[i] = patterns[i % 8];
+    constexpr int kCount = 16;
+    alignas(32) float in[kCount];
+    alignas(32) float out[kCount];
+    uint32_t before[kCount];
+    uint32_t after[kCount];
+    for (int i = 0; i < kCount; ++i) before[i] = patterns[i % 8];
     std::memcpy(in, before, sizeof in);
     std::memset(out, 0x55, sizeof out);
     TypeParam::load(in + offset).store(out + offset + 1);
     std::memcpy(after, out, sizeof after);
-    for (int i = 0; i < 12; ++i) {
+    for (int i = 0; i < kCount; ++i) {
       const bool written = i > offset && i <= offset + kLanes;
       EXPECT_EQ(after[i], written ? before[i - 1] : 0x55555555u) << i;
     }
@@ -200,8 +196,8 @@ TYPED_TEST(AnyLane, AProductIsRoundedBeforeItIsAdded) {
   // (1 + e)^2 - (1 + 2e) is e^2 unrounded and 0 once the product is rounded. Volatile: the compiler
   // itself must not work it out.
   volatile float e = 0x1p-23f;
-  float x[4], y[4];
-  for (int i = 0; i < 4; ++i) {
+  float x[TypeParam::kLanes], y[TypeParam::kLanes];
+  for (int i = 0; i < TypeParam::kLanes; ++i) {
     x[i] = 1 + e;
     y[i] = 1 + 2 * e;
   }
@@ -214,10 +210,10 @@ TYPED_TEST(AnyLane, AProductIsRoundedBeforeItIsAdded) {
 // One instruction on 32-bit ARM, which must round the product as the two others do.
 TYPED_TEST(AnyLane, PlusAndMinusProductEqualTheProductAddedAndSubtracted) {
   const Operands& o = operands();
-  const size_t kLanes = TypeParam::kLanes;
+  constexpr size_t kLanes = TypeParam::kLanes;
   Random random(0xadd);
   for (size_t start = 0; start + kLanes <= o.a.size(); start += kLanes) {
-    float addends[4];
+    float addends[kLanes];
     for (float& addend : addends) {
       // Some of the size of the product, so that the sum cancels and shows its last bits.
       const float near = -o.a[start] * o.b[start] * (1.0f + random.unit() * 0x1p-20f);
@@ -226,7 +222,7 @@ TYPED_TEST(AnyLane, PlusAndMinusProductEqualTheProductAddedAndSubtracted) {
     const auto a = TypeParam::load(addends);
     const auto b = TypeParam::load(&o.a[start]);
     const auto c = TypeParam::load(&o.b[start]);
-    float plus[4], minus[4], sum[4], difference[4];
+    float plus[kLanes], minus[kLanes], sum[kLanes], difference[kLanes];
     plus_product(a, b, c).store(plus);
     minus_product(a, b, c).store(minus);
     (a + b * c).store(sum);
@@ -271,7 +267,7 @@ TYPED_TEST(AnyLane, PairsAreSplitAndJoined) {
   std::vector<Complex> in(values.size());
   for (size_t i = 0; i < values.size(); ++i) in[i] = {values[i], values[values.size() - 1 - i]};
   for (size_t start = 0; start + kLanes <= in.size(); ++start) {
-    const auto pairs = simd::load_pairs<TypeParam>(&in[start]);
+    const auto pairs = TypeParam::load_pairs(&in[start]);
     float re[kLanes], im[kLanes];
     pairs.re.store(re);
     pairs.im.store(im);
@@ -324,45 +320,130 @@ TYPED_TEST(AnyLane, AddTruncatedSaturatesTo32BitsAndWrapsTo16) {
   }
 }
 
-TYPED_TEST(FourLane, ReverseTurnsTheLanesAround) {
-  const float in[4] = {-0.0f, kNan, 0x1p-149f, 4.0f};
-  const float expected[4] = {4.0f, 0x1p-149f, kNan, -0.0f};
-  float out[4];
-  reverse(TypeParam::load(in)).store(out);
-  EXPECT_TRUE(same_floats(out, expected, 4));
-}
-
-TYPED_TEST(FourLane, InterleaveAndDeinterleaveUndoEachOther) {
-  const float in[8] = {-0.0f, kNan, 0x1p-149f, 4.0f, 5.0f, 6.0f, kInf, 8.0f};
-  const float interleaved[8] = {-0.0f, 5.0f, kNan, 6.0f, 0x1p-149f, kInf, 4.0f, 8.0f};
-  auto a = TypeParam::load(in), b = TypeParam::load(in + 4);
-  float out[8];
-  interleave(a, b);
-  a.store(out);
-  b.store(out + 4);
-  EXPECT_TRUE(same_floats(out, interleaved, 8));
-  deinterleave(a, b);
-  a.store(out);
-  b.store(out + 4);
-  EXPECT_TRUE(same_floats(out, in, 8));
-}
-
-TYPED_TEST(FourLane, TransposeMakesRowsColumns) {
-  float rows[4][4];
-  for (int r = 0; r < 4; ++r) {
-    for (int c = 0; c < 4; ++c) rows[r][c] = static_cast<float>(10 * r + c);
+TYPED_TEST(AnyLane, RepeatedPairsFillEveryLane) {
+  constexpr int kLanes = TypeParam::kLanes;
+  constexpr int kBlock = kLanes > 4 ? 4 : kLanes;
+  Complex in[kBlock], out[kLanes];
+  for (int i = 0; i < kBlock; ++i) in[i] = {static_cast<float>(i), -static_cast<float>(i)};
+  store_pairs(out, simd::load_repeated<TypeParam, kBlock>(in));
+  for (int i = 0; i < kLanes; ++i) {
+    EXPECT_EQ(out[i].re, static_cast<float>(i % kBlock));
+    EXPECT_EQ(out[i].im, -static_cast<float>(i % kBlock));
   }
-  rows[1][2] = 0x1p-149f;
-  auto a = TypeParam::load(rows[0]), b = TypeParam::load(rows[1]);
-  auto c = TypeParam::load(rows[2]), d = TypeParam::load(rows[3]);
-  transpose(a, b, c, d);
-  float columns[4][4];
-  a.store(columns[0]);
-  b.store(columns[1]);
-  c.store(columns[2]);
-  d.store(columns[3]);
-  for (int r = 0; r < 4; ++r) {
-    for (int k = 0; k < 4; ++k) EXPECT_PRED2(same_bits, columns[r][k], rows[k][r]) << r << k;
+}
+
+TYPED_TEST(AnyLane, AnyAndAnyNanSeeEveryLane) {
+  constexpr int kLanes = TypeParam::kLanes;
+  const auto zero = TypeParam::splat(0.0f);
+  EXPECT_FALSE(any(greater(zero, zero)));
+  EXPECT_FALSE(any_nan(zero));
+  for (int i = 0; i < kLanes; ++i) {
+    float above[kLanes] = {}, nan[kLanes] = {};
+    above[i] = 1.0f;
+    nan[i] = kNan;
+    EXPECT_TRUE(any(greater(TypeParam::load(above), zero))) << i;
+    EXPECT_TRUE(any_nan(TypeParam::load(nan))) << i;
+  }
+}
+
+TYPED_TEST(AnyLane, ColumnsTakeFourNeighboursFromEachRow) {
+  constexpr int kLanes = TypeParam::kLanes;
+  float table[80];
+  for (int i = 0; i < 80; ++i) table[i] = static_cast<float>(i) + 0.25f;
+  const size_t offsets[8] = {4 * 7, 0, 4 * 76, 4 * 12, 4 * 13, 4 * 3, 4 * 50, 4 * 1};
+  TypeParam columns[4];
+  load_columns(table, offsets, columns[0], columns[1], columns[2], columns[3]);
+  for (size_t c = 0; c < 4; ++c) {
+    float out[kLanes];
+    columns[c].store(out);
+    for (size_t i = 0; i < kLanes; ++i) EXPECT_EQ(out[i], table[offsets[i] / 4 + c]);
+  }
+}
+
+// Values that any move must keep: 0, 1, ... with special ones among them.
+template <int kCount>
+struct Numbered {
+  Numbered() {
+    for (int i = 0; i < kCount; ++i) values[i] = static_cast<float>(i);
+    values[0] = -0.0f;
+    values[kCount - 1] = 0x1p-149f;
+    if (kCount > 2) values[2] = kNan;
+  }
+  float values[kCount];
+};
+
+TYPED_TEST(AnyLane, ReverseTurnsTheLanesAround) {
+  constexpr int kLanes = TypeParam::kLanes;
+  const Numbered<kLanes> in;
+  float out[kLanes];
+  reverse(TypeParam::load(in.values)).store(out);
+  for (int i = 0; i < kLanes; ++i) {
+    EXPECT_PRED2(same_bits, out[i], in.values[kLanes - 1 - i]) << i;
+  }
+}
+
+// Row r of `kRows` vectors holds the values r kLanes, ...; taken in blocks of kBlock, first block
+// of every row, second block of every row, ...
+template <int kRows, int kLanes>
+void expect_interleaved(const float (&out)[kRows * kLanes], int block) {
+  const Numbered<kRows * kLanes> in;
+  for (int i = 0; i < kRows * kLanes; ++i) {
+    const int row = i / block % kRows;
+    const int lane = i / block / kRows * block + i % block;
+    EXPECT_PRED2(same_bits, out[i], in.values[row * kLanes + lane])
+        << "block " << block << ", " << i;
+  }
+}
+
+TYPED_TEST(AnyLane, InterleaveTakesALaneOfEachRowAndDeinterleaveUndoesIt) {
+  constexpr int kLanes = TypeParam::kLanes;
+  const Numbered<4 * kLanes> in;
+  const auto row = [&](int r) { return TypeParam::load(in.values + r * kLanes); };
+  auto a = row(0), b = row(1), c = row(2), d = row(3);
+  interleave(a, b, c, d);
+  float out[4 * kLanes];
+  a.store(out);
+  b.store(out + kLanes);
+  c.store(out + 2 * kLanes);
+  d.store(out + 3 * kLanes);
+  expect_interleaved<4, kLanes>(out, 1);
+
+  const Numbered<2 * kLanes> two;
+  a = TypeParam::load(two.values);
+  b = TypeParam::load(two.values + kLanes);
+  interleave(a, b);
+  float pair[2 * kLanes];
+  a.store(pair);
+  b.store(pair + kLanes);
+  expect_interleaved<2, kLanes>(pair, 1);
+  deinterleave(a, b);
+  a.store(pair);
+  b.store(pair + kLanes);
+  EXPECT_TRUE(same_floats(pair, two.values, 2 * kLanes));
+}
+
+TYPED_TEST(AnyLane, BlocksAreInterleavedWhole) {
+  constexpr int kLanes = TypeParam::kLanes;
+  if constexpr (kLanes > 4) {
+    const Numbered<4 * kLanes> in;
+    const auto row = [&](int r) { return TypeParam::load(in.values + r * kLanes); };
+    auto a = row(0), b = row(1), c = row(2), d = row(3);
+    interleave<4>(a, b, c, d);
+    float out[4 * kLanes];
+    a.store(out);
+    b.store(out + kLanes);
+    c.store(out + 2 * kLanes);
+    d.store(out + 3 * kLanes);
+    expect_interleaved<4, kLanes>(out, 4);
+
+    const Numbered<2 * kLanes> two;
+    a = TypeParam::load(two.values);
+    b = TypeParam::load(two.values + kLanes);
+    interleave<4>(a, b);
+    float pair[2 * kLanes];
+    a.store(pair);
+    b.store(pair + kLanes);
+    expect_interleaved<2, kLanes>(pair, 4);
   }
 }
 

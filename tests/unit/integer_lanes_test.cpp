@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The integer lanes, for every backend of this build.
-#include "simd/i32x4.h"
+#include "simd/lanes.h"
 
 #include <gtest/gtest.h>
 
@@ -83,7 +83,7 @@ TYPED_TEST(IntegerLanes, SplatFillsEveryLane) {
 }
 
 TYPED_TEST(IntegerLanes, BitsComeBackAsTheSameFloat) {
-  for (size_t at = 0; at + 4 <= this->values.size(); ++at) {
+  for (size_t at = 0; at + TypeParam::kLanes <= this->values.size(); ++at) {
     float out[TypeParam::kLanes];
     float_of_bits(this->load(&this->values[at])).store(out);
     for (int i = 0; i < TypeParam::kLanes; ++i) {
@@ -103,7 +103,7 @@ TYPED_TEST(IntegerLanes, WholeNumbersBecomeFloats) {
 }
 
 TYPED_TEST(IntegerLanes, OffsetsAreTheLowHalves) {
-  for (size_t at = 0; at + 4 <= this->values.size(); ++at) {
+  for (size_t at = 0; at + TypeParam::kLanes <= this->values.size(); ++at) {
     size_t out[TypeParam::kLanes];
     offsets_of(this->load(&this->values[at]), out);
     for (int i = 0; i < TypeParam::kLanes; ++i) {

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "noise/mcra2_track.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+
+#include "simd/lanes.h"
+
+namespace vekbf {
+inline namespace VEKBF_TARGET {
+
+namespace {
+
+// Where a smoothed power is smaller than this and not zero, subnormals may follow from it.
+constexpr float kTinyPower = 0x1p-60f;
+
+// True if a bin's new and old power are both that small, and not both zero. By their
+// representations, which are in the order of the numbers, as powers are not negative.
+[[maybe_unused]] bool any_tiny(const float* power, const float* smooth, int32_t count) {
+  uint32_t least = UINT32_MAX;  // of bits - 1: 0 wraps to UINT32_MAX, so that zeros are ignored
+  for (int32_t k = 0; k < count; ++k) {
+    const auto larger =
+        std::max(std::bit_cast<uint32_t>(power[k]), std::bit_cast<uint32_t>(smooth[k]));
+    least = std::min(least, larger - 1);
+  }
+  return least < std::bit_cast<uint32_t>(kTinyPower) - 1;
+}
+
+}  // namespace
+
+void mcra2_track(Mcra2State& state, const float* power) {
+  const float etaComp = 1.0f - state.eta;
+  const float alphaPComp = 1.0f - state.alphaP;
+  const float alphaDComp = 1.0f - state.alphaD;
+  const float rise = (1.0f - state.gamma) / (1.0f - state.beta);
+
+  const auto track_bins = [&](auto lane, int k) {
+    using V = decltype(lane);
+    const V one = V::splat(1.0f);
+    const V zero = V::splat(0.0f);
+
+    const V input = V::load(power + k);
+    input.store(state.inputPower + k);
+
+    const V prevSmooth = V::load(state.prevSmoothPower + k);
+    const V smooth = prevSmooth * V::splat(state.eta) + V::splat(etaComp) * input;
+    smooth.store(state.smoothPower + k);
+    smooth.store(state.prevSmoothPower + k);
+
+    // The minimum creeps up by its look-ahead rule and falls at once.
+    const V prevMin = V::load(state.prevMinPower + k);
+    const V creeping = V::splat(state.gamma) * prevMin +
+                       (smooth - V::splat(state.beta) * prevSmooth) * V::splat(rise);
+    const V minimum = select(greater(smooth, prevMin), creeping, smooth);
+    minimum.store(state.minPower + k);
+    minimum.store(state.prevMinPower + k);
+
+    // Not-a-number, 0/0 in a silent bin, is no speech.
+    const V ratio = smooth / minimum;
+    ratio.store(state.powerRatio + k);
+    const auto speech = greater(ratio, V::load(state.delta + k));
+    select(speech, one, zero).store(state.speechFlag + k);
+
+    const V prob = V::splat(state.alphaP) * V::load(state.speechProb + k) +
+                   select(speech, V::splat(alphaPComp), zero);
+    prob.store(state.speechProb + k);
+
+    const V factor = V::splat(state.alphaD) + V::splat(alphaDComp) * prob;
+    factor.store(state.smoothFactor + k);
+
+    // From the smoothed power, deliberately: the estimate is calmer than one from the raw input.
+    const V noise = factor * V::load(state.noisePower + k) + (one - factor) * smooth;
+    noise.store(state.noisePower + k);
+  };
+
+  // The ratio of two tiny powers decides on speech like any other, so that a unit that flushes them
+  // would decide otherwise: there, such a frame goes bin by bin.
+  if constexpr (simd::kFlushesSubnormals<simd::Widest>) {
+    if (any_tiny(power, state.prevSmoothPower, state.binCount)) {
+      for (int32_t k = 0; k < state.binCount; ++k) track_bins(simd::f32x1{}, k);
+      return;
+    }
+  }
+  simd::for_each_lane(state.binCount, track_bins);
+}
+
+}  // namespace VEKBF_TARGET
+}  // namespace vekbf
