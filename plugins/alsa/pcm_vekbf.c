@@ -36,6 +36,10 @@ static void read_angle(Beam *beam) {
   length = pread(beam->angleDescriptor, text, MAX_NUMBER, 0);
   if (length <= 0) return;
   text[length] = '\0';
+  if (strncmp(text, "auto", 4) == 0) {
+    VekStream_SteerAsSet(beam->stream);
+    return;
+  }
   angle = strtol(text, &end, 10);
   if (end != text && angle >= INT32_MIN && angle <= INT32_MAX)
     VekStream_Steer(beam->stream, (int32_t)angle);

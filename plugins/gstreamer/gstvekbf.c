@@ -28,8 +28,12 @@ enum {
   PROP_SOUND_SPEED,
   PROP_PRE_GAIN,
   PROP_KEEP_TIME,
+  PROP_SECTOR,
   PROP_SETTINGS,
   PROP_ANGLE = PROP_SETTINGS,
+  PROP_FOLLOW,
+  PROP_DIRECTION,
+  PROP_CONFIDENCE,
   PROP_ZERO_BLOCKS,
   PROP_CLIPPED,
   PROP_WRAPS
@@ -41,6 +45,8 @@ typedef struct {
   gchar *text[PROP_SETTINGS]; /* what was set, as the companion reads it; NULL: not set */
   gint angle;
   gboolean steered; /* `angle` was set; otherwise the configuration's holds */
+  gboolean follow;  /* the beam finds its talker */
+  VekDirState talker;
   gint rate;
   VekStreamCounts counts;
   /* Of the streaming thread. */
@@ -122,6 +128,8 @@ static void set_property(GObject *object, guint id, const GValue *value, GParamS
   } else if (id == PROP_ANGLE) {
     self->angle = g_value_get_int(value);
     self->steered = TRUE;
+  } else if (id == PROP_FOLLOW) {
+    self->follow = g_value_get_boolean(value);
   } else {
     G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
@@ -141,6 +149,15 @@ static void get_property(GObject *object, guint id, GValue *value, GParamSpec *s
     switch (id) {
       case PROP_ANGLE:
         g_value_set_int(value, self->angle);
+        break;
+      case PROP_FOLLOW:
+        g_value_set_boolean(value, self->follow);
+        break;
+      case PROP_DIRECTION:
+        g_value_set_int(value, self->talker.angle);
+        break;
+      case PROP_CONFIDENCE:
+        g_value_set_float(value, self->talker.confidence);
         break;
       case PROP_ZERO_BLOCKS:
         g_value_set_uint64(value, self->counts.zeroBlocks);
@@ -165,6 +182,7 @@ static const char *const kKeys[PROP_SETTINGS] = {
     [PROP_GEOMETRY] = "geometry",   [PROP_ALGORITHM] = "algorithm",
     [PROP_INTENSITY] = "intensity", [PROP_SOUND_SPEED] = "sound-speed",
     [PROP_PRE_GAIN] = "pre-gain",   [PROP_KEEP_TIME] = "keep-time",
+    [PROP_SECTOR] = "sector",
 };
 
 /* The configuration file first, so that properties win. */
@@ -175,6 +193,7 @@ static const char *settings_from_properties(GstVekBf *self) {
   for (guint id = PROP_CONFIG + 1; id < PROP_SETTINGS && fault == NULL; id++) {
     if (self->text[id] != NULL) fault = VekStream_Set(self->settings, kKeys[id], self->text[id]);
   }
+  if (fault == NULL && self->follow) fault = VekStream_Set(self->settings, "angle", "auto");
   return fault != NULL ? fault : VekStream_Check(self->settings, 0, 0);
 }
 
@@ -357,11 +376,14 @@ static GstBuffer *take_ready(GstVekBf *self) {
   return buffer;
 }
 
-static void keep_counts(GstVekBf *self) {
+static void keep_results(GstVekBf *self) {
   VekStreamCounts counts;
+  VekDirState talker;
   VekStream_GetCounts(self->stream, &counts);
+  VekStream_GetDirection(self->stream, &talker);
   GST_OBJECT_LOCK(self);
   self->counts = counts;
+  self->talker = talker;
   GST_OBJECT_UNLOCK(self);
 }
 
@@ -376,7 +398,7 @@ static void steer(GstVekBf *self) {
     if (GST_CLOCK_TIME_IS_VALID(now)) gst_object_sync_values(GST_OBJECT(self), now);
   }
   GST_OBJECT_LOCK(self);
-  steered = self->steered;
+  steered = self->steered && !self->follow;
   angle = self->angle;
   GST_OBJECT_UNLOCK(self);
   if (steered) VekStream_Steer(self->stream, angle);
@@ -417,7 +439,7 @@ static GstFlowReturn drain(GstVekBf *self) {
   while (flow == GST_FLOW_OK && (buffer = take_ready(self)) != NULL) {
     flow = gst_pad_push(GST_BASE_TRANSFORM_SRC_PAD(self), buffer);
   }
-  keep_counts(self);
+  keep_results(self);
   begin(self);
   self->ended = TRUE;
   return flow;
@@ -462,7 +484,7 @@ static GstFlowReturn generate_output(GstBaseTransform *transform, GstBuffer **ou
     const gsize frames = (self->map.size - self->used) / self->frameBytes;
     if (frames == 0) {
       drop_input(self);
-      keep_counts(self);
+      keep_results(self);
     } else {
       self->used += feed(self, self->map.data + self->used, frames) * self->frameBytes;
       *output = take_ready(self);
@@ -539,6 +561,7 @@ static gboolean query(GstBaseTransform *transform, GstPadDirection direction, Gs
 
 static void gst_vekbf_init(GstVekBf *self) {
   self->angle = 90;
+  self->talker.angle = -1;
   gst_base_transform_set_qos_enabled(GST_BASE_TRANSFORM(self), FALSE);
   gst_base_transform_set_gap_aware(GST_BASE_TRANSFORM(self), TRUE);
 }
@@ -577,6 +600,18 @@ static void install_properties(GObjectClass *object) {
                                             "Let time go on through digital silence", TRUE, fixed)},
       {PROP_ANGLE, g_param_spec_int("angle", "Angle", "Look direction in degrees", -360, 360, 90,
                                     live | GST_PARAM_CONTROLLABLE)},
+      {PROP_SECTOR,
+       g_param_spec_string("sector", "Sector", "Where a talker is looked for: FROM,TO in degrees",
+                           NULL, fixed)},
+      {PROP_FOLLOW,
+       g_param_spec_boolean("follow", "Follow", "The beam finds its talker; angle is not read",
+                            FALSE, fixed)},
+      {PROP_DIRECTION,
+       g_param_spec_int("direction", "Direction",
+                        "Degrees where the talker is, with follow; -1: not heard yet", -1, 359, -1,
+                        result)},
+      {PROP_CONFIDENCE,
+       g_param_spec_float("confidence", "Confidence", "Of the direction", 0, 1, 0, result)},
       {PROP_ZERO_BLOCKS,
        g_param_spec_uint64("zero-blocks", "Zero blocks", "Blocks of digital silence so far", 0,
                            G_MAXUINT64, 0, result)},

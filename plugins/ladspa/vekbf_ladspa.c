@@ -28,20 +28,25 @@ static void cleanup(LADSPA_Handle handle) { beam_delete(handle); }
 #define BOUNDED LADSPA_HINT_BOUNDED_BELOW | LADSPA_HINT_BOUNDED_ABOVE
 
 /* Newer hosts know the last port by its name "latency". */
-#define AFTER_MICS_NAMES \
-  "Beam", "Angle", "Spacing (mm)", "Square", "Adaptive", "Intensity", "latency"
-#define AFTER_MICS_KINDS BEAM, CONTROL, CONTROL, CONTROL, CONTROL, CONTROL, RESULT
+#define AFTER_MICS_NAMES                                                                     \
+  "Beam", "Angle", "Spacing (mm)", "Square", "Adaptive", "Intensity", "Follow", "Direction", \
+      "Confidence", "latency"
+#define AFTER_MICS_KINDS \
+  BEAM, CONTROL, CONTROL, CONTROL, CONTROL, CONTROL, CONTROL, RESULT, RESULT, RESULT
 /* LADSPA knows defaults only as quarters of the range: the lower quarter of 0 to 360 is 90, of 0 to
    12 it is 3 (more than 10 is taken for 10). Spacing has no plausible default: hosts go on with
    defaults after a misspelt control, and a wrong spacing would be a silently wrong beam. */
-#define AFTER_MICS_HINTS                                                        \
-  {0, 0, 0}, {BOUNDED | LADSPA_HINT_INTEGER | LADSPA_HINT_DEFAULT_LOW, 0, 360}, \
-      {BOUNDED | LADSPA_HINT_DEFAULT_0, 0, 1000},                               \
-      {LADSPA_HINT_TOGGLED | LADSPA_HINT_DEFAULT_0, 0, 0},                      \
-      {LADSPA_HINT_TOGGLED | LADSPA_HINT_DEFAULT_0, 0, 0},                      \
-      {BOUNDED | LADSPA_HINT_INTEGER | LADSPA_HINT_DEFAULT_LOW, 0, 12}, {       \
-    0, 0, 0                                                                     \
-  }
+#define NO_HINT \
+  { 0, 0, 0 }
+#define QUARTER_OF(MOST) \
+  { BOUNDED | LADSPA_HINT_INTEGER | LADSPA_HINT_DEFAULT_LOW, 0, MOST }
+#define SWITCH \
+  { LADSPA_HINT_TOGGLED | LADSPA_HINT_DEFAULT_0, 0, 0 }
+#define NOT_SET \
+  { BOUNDED | LADSPA_HINT_DEFAULT_0, 0, 1000 }
+#define AFTER_MICS_HINTS                                                                       \
+  NO_HINT, QUARTER_OF(360), NOT_SET, SWITCH, SWITCH, QUARTER_OF(12), SWITCH, NO_HINT, NO_HINT, \
+      NO_HINT
 
 static const char *const names2[] = {"Mic 1", "Mic 2", AFTER_MICS_NAMES};
 static const char *const names3[] = {"Mic 1", "Mic 2", "Mic 3", AFTER_MICS_NAMES};
@@ -49,10 +54,9 @@ static const char *const names4[] = {"Mic 1", "Mic 2", "Mic 3", "Mic 4", AFTER_M
 static const LADSPA_PortDescriptor kinds2[] = {MIC, MIC, AFTER_MICS_KINDS};
 static const LADSPA_PortDescriptor kinds3[] = {MIC, MIC, MIC, AFTER_MICS_KINDS};
 static const LADSPA_PortDescriptor kinds4[] = {MIC, MIC, MIC, MIC, AFTER_MICS_KINDS};
-static const LADSPA_PortRangeHint hints2[] = {{0, 0, 0}, {0, 0, 0}, AFTER_MICS_HINTS};
-static const LADSPA_PortRangeHint hints3[] = {{0, 0, 0}, {0, 0, 0}, {0, 0, 0}, AFTER_MICS_HINTS};
-static const LADSPA_PortRangeHint hints4[] = {
-    {0, 0, 0}, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}, AFTER_MICS_HINTS};
+static const LADSPA_PortRangeHint hints2[] = {NO_HINT, NO_HINT, AFTER_MICS_HINTS};
+static const LADSPA_PortRangeHint hints3[] = {NO_HINT, NO_HINT, NO_HINT, AFTER_MICS_HINTS};
+static const LADSPA_PortRangeHint hints4[] = {NO_HINT, NO_HINT, NO_HINT, NO_HINT, AFTER_MICS_HINTS};
 
 #define DESCRIPTOR(MICS)                                                                          \
   {                                                                                               \

@@ -31,6 +31,15 @@ static float value_of(const BeamPorts *beam, enum BeamControl which) {
   return value != NULL && *value == *value ? *value : 0.0f;
 }
 
+static int is_on(const BeamPorts *beam, enum BeamControl which) {
+  return value_of(beam, which) >= 0.5f;
+}
+
+static void report(const BeamPorts *beam, enum BeamControl which, float value) {
+  float *const result = control(beam, which);
+  if (result != NULL) *result = value;
+}
+
 static long whole(float value, long least, long most) {
   if (value <= (float)least) return least;
   if (value >= (float)most) return most;
@@ -67,7 +76,7 @@ static const char *set_shape(VekStreamSettings *settings, const BeamPorts *beam,
   const long micrometres = lrintf(spacing * 1000.0f);
   const long mm = micrometres / 1000;
   const int rest = (int)(micrometres % 1000);
-  if (value_of(beam, BEAM_SQUARE) < 0.5f) {
+  if (!is_on(beam, BEAM_SQUARE)) {
     snprintf(text, sizeof text, "line:%d:%ld.%03dmm", beam->mics, mm, rest);
   } else if (beam->mics == VEK_BF_MAX_MICS) {
     snprintf(text, sizeof text, "square:%ld.%03dmm", mm, rest);
@@ -105,8 +114,9 @@ static const char *configure(VekStreamSettings *settings, const BeamPorts *beam)
            whole(value_of(beam, BEAM_INTENSITY), 0, MAX_INTENSITY));
   fault = VekStream_Set(settings, "intensity", intensity);
   if (fault != NULL) return fault;
-  return VekStream_Set(settings, "algorithm",
-                       value_of(beam, BEAM_ADAPTIVE) >= 0.5f ? "adaptive" : "fixed");
+  fault = VekStream_Set(settings, "algorithm", is_on(beam, BEAM_ADAPTIVE) ? "adaptive" : "fixed");
+  if (fault != NULL || !is_on(beam, BEAM_FOLLOW)) return fault;
+  return VekStream_Set(settings, "angle", "auto");
 }
 
 void beam_start(BeamPorts *beam) {
@@ -131,11 +141,22 @@ static int is_connected(const BeamPorts *beam) {
   return 1;
 }
 
+/* The angle that holds from the next block on. */
+static void steer(BeamPorts *beam) {
+  VekDirState talker = {-1, 0, 0.0f, 0};
+  if (VekStream_GetDirection(beam->stream, &talker) && is_on(beam, BEAM_FOLLOW)) {
+    VekStream_SteerAsSet(beam->stream);
+  } else {
+    VekStream_Steer(beam->stream, (int32_t)whole(value_of(beam, BEAM_ANGLE), -3600, 3600));
+  }
+  report(beam, BEAM_DIRECTION, (float)talker.angle);
+  report(beam, BEAM_CONFIDENCE, talker.confidence);
+}
+
 void beam_run(BeamPorts *beam, unsigned long frames) {
-  float *const latency = control(beam, BEAM_LATENCY);
-  if (latency != NULL) *latency = VEK_STREAM_DELAY;
+  report(beam, BEAM_LATENCY, VEK_STREAM_DELAY);
   if (!is_connected(beam)) return;
-  VekStream_Steer(beam->stream, (int32_t)whole(value_of(beam, BEAM_ANGLE), -3600, 3600));
+  steer(beam);
   VekStream_Process(beam->stream, VEK_STREAM_F32, (const void *const *)beam->port, 1,
                     beam->port[beam->mics], 1, frames);
 }

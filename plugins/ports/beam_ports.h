@@ -17,7 +17,11 @@ enum BeamControl {
   BEAM_SQUARE,    /* 0: the microphones are a line, else the corners of a square */
   BEAM_ADAPTIVE,  /* 0: delay-and-sum, else the adaptive canceller */
   BEAM_INTENSITY, /* 0 to 10 */
-  BEAM_LATENCY,   /* output: VEK_STREAM_DELAY */
+  BEAM_FOLLOW, /* not 0: the beam follows the talker. Set when the beam starts, it can be switched
+                  off and on */
+  BEAM_DIRECTION,  /* output: degrees where the talker is; -1: not known, or not looked for */
+  BEAM_CONFIDENCE, /* output: 0 to 1, of the direction */
+  BEAM_LATENCY,    /* output: VEK_STREAM_DELAY */
   BEAM_CONTROLS
 };
 

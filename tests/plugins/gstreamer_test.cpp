@@ -260,6 +260,30 @@ TEST(GStreamer, DrainsAndBeginsAnewAtNewCaps) {
   harness.expect(both);
 }
 
+// Bursts of noise, the same at every microphone: a talker at 90 degrees of the line.
+TEST(GStreamer, FollowsTheTalker) {
+  Random random(3);
+  Samples in;
+  for (int i = 0; i < 4 * kRate; ++i) {
+    const bool speaks = i > kRate && i / 4000 % 2 == 0;
+    const int talker = speaks ? random.below(8000) - 4000 : 0;
+    for (int m = 0; m < kMics; ++m) {
+      in.push_back(static_cast<int16_t>(talker + random.below(40) - 20));
+    }
+  }
+  Harness harness(kFormats[kBig ? 1 : 0], "vekbf array=line:4:80mm follow=true sector=30,150");
+  GstElement* const element = gst_harness_find_element(harness.get(), "vekbf");
+  gint direction = 0;
+  g_object_get(element, "direction", &direction, nullptr);
+  EXPECT_EQ(direction, -1);
+  harness.push_in_chunks(in, 1000);
+  gfloat confidence = 0;
+  g_object_get(element, "direction", &direction, "confidence", &confidence, nullptr);
+  EXPECT_NEAR(direction, 90, 2);
+  EXPECT_GT(confidence, 0.5f);
+  gst_object_unref(element);
+}
+
 TEST(GStreamer, CountsWhatItMet) {
   Samples in = noise(1280);
   std::fill(in.begin() + 256 * kMics, in.begin() + 512 * kMics, int16_t{0});

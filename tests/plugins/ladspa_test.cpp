@@ -15,13 +15,14 @@
 
 #include "stream/by_hand.h"
 #include "support/random.h"
+#include "vek_stream.h"
 
 namespace vekbf::test {
 namespace {
 
 constexpr unsigned long kRate = 16000;
 constexpr size_t kDelay = 511;
-constexpr int kControls = 6;
+constexpr int kControls = 9;
 
 const LADSPA_Descriptor* descriptor_of(int mics) {
   static void* const module = dlopen(VEKBF_LADSPA_MODULE, RTLD_NOW | RTLD_LOCAL);
@@ -31,10 +32,15 @@ const LADSPA_Descriptor* descriptor_of(int mics) {
   return entry(static_cast<unsigned long>(mics - 2));
 }
 
-// Angle, spacing, square, adaptive, intensity, latency.
+// Angle, spacing, square, adaptive, intensity, follow; direction, confidence, latency.
 struct Controls {
-  float value[kControls] = {60, 80, 0, 0, 3, -1};
+  float value[kControls] = {60, 80, 0, 0, 3, 0, -9, -9, -9};
 };
+constexpr int kAngle = 0;
+constexpr int kFollow = 5;
+constexpr int kDirection = 6;
+constexpr int kConfidence = 7;
+constexpr int kLatency = 8;
 
 class Plugin {
  public:
@@ -133,14 +139,15 @@ void expect_the_librarys_samples(int mics, Controls controls, size_t frames, uin
         taken.push_back(sample.taken);
       }
     }
-    plugin.controls.value[0] = static_cast<float>(random.below(361));
+    plugin.controls.value[kAngle] = static_cast<float>(random.below(361));
     // Blocks that begin within this run.
     const size_t blocks = (out.size() + length + kBlock - 1) / kBlock;
-    angles.resize(blocks, static_cast<int32_t>(plugin.controls.value[0]));
+    angles.resize(blocks, static_cast<int32_t>(plugin.controls.value[kAngle]));
     const std::vector<float> beam = plugin.run(in);
     out.insert(out.end(), beam.begin(), beam.end());
   }
-  EXPECT_EQ(plugin.controls.value[5], static_cast<float>(kDelay));
+  EXPECT_EQ(plugin.controls.value[kLatency], static_cast<float>(kDelay));
+  EXPECT_EQ(plugin.controls.value[kDirection], -1.0f);
   const VekBfConfig config = {0.5f, static_cast<uint32_t>(controls.value[4])};
   const ByHand expected = by_hand(array_of(mics, controls), config, true, taken, [&](size_t block) {
     return angles[std::min(block, angles.size() - 1)];
@@ -164,6 +171,51 @@ TEST(Ladspa, GivesTheLibrarysSamples) {
   square.value[1] = 64;
   square.value[2] = 1;
   expect_the_librarys_samples(4, square, frames, 20);
+}
+
+// One talker in bursts of noise, as far from every microphone: at 90 degrees of the line.
+TEST(Ladspa, FollowsTheTalkerAsTheCompanionDoes) {
+  Controls controls;
+  controls.value[kFollow] = 1;
+  Plugin plugin(4, controls);
+  VekStreamSettings* const settings = VekStream_NewSettings();
+  ASSERT_EQ(VekStream_Set(settings, "array", "line:4:80mm"), nullptr);
+  ASSERT_EQ(VekStream_Set(settings, "angle", "auto"), nullptr);
+  VekStream* twin = nullptr;
+  ASSERT_EQ(VekStream_Open(settings, kRate, 4, &twin), nullptr);
+  VekStream_FreeSettings(settings);
+  constexpr size_t kRun = 1000;
+  Random random(3);
+  for (int run = 0; run < 64; ++run) {
+    const bool speaks = run > 16 && run % 8 < 4;
+    std::vector<std::vector<float>> in(4, std::vector<float>(kRun));
+    Samples samples;
+    for (size_t i = 0; i < kRun; ++i) {
+      const int talker = speaks ? random.below(8000) - 4000 : 0;
+      for (auto& microphone : in) {
+        samples.push_back(static_cast<int16_t>(talker + random.below(40) - 20));
+        microphone[i] = static_cast<float>(samples.back()) / 32768.0f;
+      }
+    }
+    // The talker is found whatever the beam does meanwhile: switched off, it looks where it is
+    // told.
+    const bool follows = run != 60;
+    plugin.controls.value[kFollow] = follows ? 1 : 0;
+    if (follows) {
+      VekStream_SteerAsSet(twin);
+    } else {
+      VekStream_Steer(twin, 60);
+    }
+    const std::vector<float> out = plugin.run(in);
+    Samples expected(kRun);
+    VekStream_ProcessInterleaved(twin, VEK_STREAM_S16, samples.data(), expected.data(), kRun);
+    for (size_t i = 0; i < kRun; ++i) {
+      ASSERT_EQ(out[i] * 32768.0f, static_cast<float>(expected[i])) << run << ", " << i;
+    }
+  }
+  EXPECT_NEAR(plugin.controls.value[kDirection], 90, 2);
+  EXPECT_GT(plugin.controls.value[kConfidence], 0.5f);
+  VekStream_Close(twin);
 }
 
 TEST(LadspaSlow, GivesTheLibrarysSamplesForADay) {

@@ -41,7 +41,7 @@ class PortHosts(HostTest):
             source, target = self.folder / "in.wav", self.folder / "out.wav"
             write_wav(source, samples, rate)
             self.run_host(
-                *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", f"vekbf{mics}", *controls),
+                *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", f"vekbf{mics}", *controls, 0),
                 LADSPA_PATH=str(PLUGINS),
             )
             self.assert_delayed(read_wav(target), self.expected(case, samples), case)
@@ -75,7 +75,7 @@ class PortHosts(HostTest):
         source, target = self.folder / "in.wav", self.folder / "out.wav"
         write_wav(source, samples)
         self.run_host(
-            *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", "vekbf3", 45, 0, 0, 0, 3),
+            *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", "vekbf3", 45, 0, 0, 0, 3, 0),
             LADSPA_PATH=str(PLUGINS),
             VEKBF_CONFIG=str(positions),
         )
