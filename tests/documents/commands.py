@@ -4,6 +4,7 @@
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import unittest
 
@@ -84,6 +85,18 @@ class FirstSoundTest(DeskTest):
         # The file with its header, and the same samples live.
         self.assertGreater((self.folder / "played.raw").stat().st_size, 4 * FRAMES)
         self.assertEqual((self.folder / "played.raw").read_bytes()[-2 * FRAMES :], (self.folder / "clean.wav").read_bytes()[-2 * FRAMES :])
+
+
+class LiveTest(DeskTest):
+    @unittest.skipUnless(shutil.which("gst-launch-1.0"), "there is no GStreamer")
+    def test_every_command(self):
+        self.environment |= {
+            "GST_PLUGIN_PATH": str(BUILD / "plugins"),
+            "GST_REGISTRY": str(self.folder / "registry.bin"),
+        }
+        self.tree()
+        self.walk("docs/live.md")
+        self.assertEqual(self.frames("clean.wav"), FRAMES)
 
 
 class TroubleShootingTest(DeskTest):
