@@ -14,14 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "angle_track.h"
 #include "arguments.h"
 #include "array.h"
 #include "input_file.h"
-#include "conversion.h"
 #include "failure.h"
 #include "fuzz/target.h"
 #include "geometry.h"
+#include "settings.h"
 
 namespace {
 
@@ -66,27 +65,6 @@ bool is_plain(const uint8_t* file, size_t size) {
          little(file + 34, 2) == 16 && audio == size - 44 && audio % (channels * 2) == 0;
 }
 
-// Without a gain a sample of a 16-bit file keeps its value; any other becomes the nearest that
-// fits.
-void convert(const std::vector<double>& samples) {
-  Conversion conversion(0);
-  long long clipped = 0;
-  for (const double sample : samples) {
-    const int16_t value = conversion(sample);
-    const double exact = sample * 32768.0;
-    if (std::isnan(exact)) {
-      expect(value == 0, "not-a-number is not silent");
-    } else if (exact > 32767.5 || exact < -32768.5) {
-      ++clipped;
-      expect(value == (exact < 0 ? INT16_MIN : INT16_MAX), "not clipped");
-    } else {
-      expect(std::fabs(value - exact) <= 0.5 || exact > 32767.0, "not the nearest");
-    }
-  }
-  // 32767.5 itself is rounded up, and clipped, too.
-  expect(conversion.clipped() >= clipped, "clipped samples are not counted");
-}
-
 void sound(const uint8_t* bytes, size_t size) {
   const MemoryFile memory(bytes, size);
   const bool plain = is_plain(bytes, size);
@@ -115,7 +93,6 @@ void sound(const uint8_t* bytes, size_t size) {
       const auto value = static_cast<int16_t>(little(bytes + 44 + 2 * i, 2));
       expect(samples[i] == value / 32768.0, "another sample");
     }
-    convert(samples);
   } catch (const RunError& refusal) {
     expect(!plain, "a plain file is refused:", refusal.what());
     expect(refusal.what()[0] != '\0', "refused without a word");
@@ -123,8 +100,8 @@ void sound(const uint8_t* bytes, size_t size) {
 }
 
 // The coordinates of the positions, read by the rules of a number alone.
-void check_positions(const std::vector<std::string>& words, const MicArray& array) {
-  size_t next = 0;
+void check_positions(const std::vector<std::string>& words, const VekBfInit& array) {
+  int32_t next = 0;
   for (size_t i = 0; i < words.size(); ++i) {
     std::string text;
     // CLI11 takes the next word where nothing stands behind the sign.
@@ -134,12 +111,14 @@ void check_positions(const std::vector<std::string>& words, const MicArray& arra
       text = words[i].substr(6);
     else
       continue;
-    if (next >= array.mics.size()) fail("a position is lost");
+    if (next >= array.micNum) fail("a position is lost");
     char* end = nullptr;
     const float x = std::strtof(text.c_str(), &end);
-    expect(*end == ',' && x == array.mics[next].x, "another x:", text.c_str());
+    end += std::strspn(end, " \t");
+    expect(*end == ',' && x == array.micCoordinate[next][0], "another x:", text.c_str());
     const float y = std::strtof(end + 1, &end);
-    expect(*end == '\0' && y == array.mics[next].y, "another y:", text.c_str());
+    expect(end[std::strspn(end, " \t")] == '\0' && y == array.micCoordinate[next][1],
+           "another y:", text.c_str());
     ++next;
   }
 }
@@ -162,24 +141,26 @@ void parse(std::vector<std::string> words) {
   try {
     const auto done = parse_arguments(static_cast<int>(words.size()), argv.data());
     if (!done) return;  // help or version
-    const auto mics = done->array.mics.size();
-    expect(mics >= 1 && mics <= VEK_BF_MAX_MICS, "another number of microphones");
-    for (const Position& mic : done->array.mics) {
+    const Settings& settings = done->run.settings;
+    const VekBfInit array = settings.array();
+    expect(array.micNum >= 1 && array.micNum <= VEK_BF_MAX_MICS, "another number of microphones");
+    for (const Position& mic : given_positions(array)) {
       expect(std::isfinite(mic.x) && std::isfinite(mic.y), "a coordinate is not a number");
     }
-    expect(done->array.force || done->array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY ||
-               done->array.geometry == VEK_BF_UNIFORM_TRIANGLE_ARRAY,
-           "a geometry without steering");
-    expect(done->array.soundSpeed >= 1, "no sound speed");
-    expect(done->config.vadThreshold >= 0.0f && done->config.vadThreshold <= 1.0f, "threshold");
-    expect(done->config.intensity <= 10, "intensity");
-    expect(done->algorithm == VEK_FIXED_BF || done->algorithm == VEK_ADAPTIVE_BF, "algorithm");
+    expect(settings.is_on("force") || has_steering(array), "a geometry without steering");
+    expect(array.soundSpeed >= 1, "no sound speed");
+    const double threshold = settings.number("vad-threshold");
+    expect(threshold >= 0 && threshold <= 1, "threshold");
+    expect(settings.number("intensity") >= 0 && settings.number("intensity") <= 10, "intensity");
+    expect(array.algorithm == VEK_FIXED_BF || array.algorithm == VEK_ADAPTIVE_BF, "algorithm");
     tally("accepted arguments");
-    check_positions(words, done->array);
-    array_note(done->array);
-    check_plan(describe_geometry(*done));
+    check_positions(words, array);
+    array_note(array);
+    check_plan(describe_geometry(array, static_cast<int>(settings.number("angle"))));
   } catch (const UsageError& refusal) {
     expect(refusal.what()[0] != '\0', "refused without a word");
+  } catch (const RunError& refusal) {
+    expect(std::strstr(refusal.what(), "angle-track") != nullptr, "refused:", refusal.what());
   }
 }
 
@@ -204,22 +185,17 @@ void options_file(const uint8_t* bytes, size_t size) {
   parse({"vekbf", "geometry", "--config", memory.path()});
 }
 
-// Whatever stands in a track, an angle holds at any time, and before its first line the given one.
+// A track is taken or refused in a line that names it.
 void angle_track(const uint8_t* bytes, size_t size) {
   tally("angle tracks");
   const MemoryFile memory(bytes, size);
-  constexpr int32_t kBefore = -77;
-  expect(AngleTrack(kBefore).at(0) == kBefore, "another angle without a track");
+  Settings settings;
   try {
-    const AngleTrack track(kBefore, memory.path());
-    expect(track.at(-HUGE_VAL) == kBefore, "an angle before the first time");
-    // The last angle stands in the text as it is.
-    const std::string text(reinterpret_cast<const char*>(bytes), size);
-    const std::string digits = std::to_string(std::abs(static_cast<long long>(track.at(HUGE_VAL))));
-    expect(text.find(digits) != std::string::npos, "an angle nobody wrote:", digits.c_str());
+    settings.set("angle-track", memory.path());
+    expect(settings.text("angle-track") == memory.path(), "another track");
     tally("accepted tracks");
-  } catch (const RunError& refusal) {
-    expect(refusal.what()[0] != '\0', "refused without a word");
+  } catch (const UsageError& refusal) {
+    expect(std::strstr(refusal.what(), memory.path().c_str()) != nullptr, "refused without a name");
   }
 }
 

@@ -23,8 +23,8 @@ _vekbf() {
   local -A options=(
     [none]='--help --version'
     [process]='--help --join --out-dir --config --channels --rate --raw-channels --array --mic --geometry
-      --sound-speed --force --algorithm --angle --angle-track --vad-threshold --intensity --pre-gain --find-pre-gain
-      --json --verbose'
+      --sound-speed --force --algorithm --angle --angle-track --vad-threshold --intensity --pre-gain --keep-time
+      --find-pre-gain --json --verbose'
     [geometry]='--help --config --array --mic --geometry --sound-speed --force --angle'
   )
 

@@ -31,6 +31,7 @@ complete -c vekbf -n $process -l angle-track -r -F -d 'Angles that change with t
 complete -c vekbf -n $process -l vad-threshold -x -d 'Detector threshold, 0 to 1'
 complete -c vekbf -n $process -l intensity -x -d 'Strength of the gate, 0 to 10'
 complete -c vekbf -n $process -l pre-gain -x -d 'Gain in dB before the rounding to 16 bits'
+complete -c vekbf -n $process -l keep-time -d 'Let time go on through blocks of zeros'
 complete -c vekbf -n $process -l find-pre-gain -d 'Look for a gain without wraps'
 complete -c vekbf -n $process -l json -d 'Report in a line of JSON'
-complete -c vekbf -n $process -l verbose -d 'Show the lines of the library'
+complete -c vekbf -n $process -l verbose -d 'Show settings and counts'

@@ -20,8 +20,8 @@ def offered(*subcommand):
 
 
 def takes_value(*subcommand):
-    """The options that are followed by a value: they show its type in capitals."""
-    return set(re.findall(r"^  (--[a-z-]+) [A-Z]", help_text(*subcommand), re.MULTILINE))
+    """The options that are followed by a value: they show what it is."""
+    return set(re.findall(r"^  (--[a-z-]+) \S", help_text(*subcommand), re.MULTILINE))
 
 
 def subcommands():

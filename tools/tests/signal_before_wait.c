@@ -22,10 +22,9 @@ static poll_call next_poll(void) {
   return found.call;
 }
 
-/* The audio goes to a copy of the descriptor that standard output was. */
 static int is_audio(int descriptor) {
   struct stat status;
-  return descriptor > STDERR_FILENO && fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+  return descriptor == STDOUT_FILENO && fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 static int would_wait_to_write(int descriptor, size_t count) {

@@ -90,19 +90,16 @@ class ToolTest(unittest.TestCase):
 
 
 def direct(samples, channels, rate, algorithm, geometry, speed, angle, threshold, intensity, positions):
-    """The library's own answer to whole blocks of samples: every output of VekBf_Run in a row."""
+    """The library's own answer to whole blocks of samples: (every output of VekBf_Run in a row, what it printed)."""
     with tempfile.TemporaryDirectory() as folder:
         target = Path(folder, "out.raw")
         numbers = [rate, algorithm, geometry, speed, angle, threshold, intensity]
         command = [DIRECT_HOST, target, *numbers, *(c for position in positions for c in position)]
         assert len(positions) == channels
-        subprocess.run(
-            list(map(str, command)),
-            input=array.array("h", samples).tobytes(),
-            stdout=subprocess.DEVNULL,
-            check=True,
+        result = subprocess.run(
+            list(map(str, command)), input=array.array("h", samples).tobytes(), stdout=subprocess.PIPE, check=True
         )
-        return list(array.array("h", target.read_bytes()))
+        return list(array.array("h", target.read_bytes())), result.stdout.decode()
 
 
 def padded_with_tail(samples, channels):

@@ -2,49 +2,171 @@
 #include "arguments.h"
 
 #include <CLI/CLI.hpp>
-#include <fstream>
+#include <algorithm>
+#include <map>
 #include <sstream>
 
 #include "failure.h"
-#include "process_options.h"
+#include "options.h"
+#include "own_words.h"
 #include "text.h"
 
 namespace vekbf_tool {
 
 namespace {
 
-CLI::App* add_process(CLI::App& app, RawProcess& raw) {
-  CLI::App* process =
-      app.add_subcommand("process", "Turn a multichannel recording into one beamformed signal");
-  process->footer(
-      "Example: vekbf process meeting.wav clean.wav --mic 0,0 --mic 0.05,0 --mic 0.1,0 --mic "
-      "0.15,0 --angle 60");
-  declare_process(*process, raw);
-  return process;
+// The words of a command line.
+struct Given {
+  std::vector<std::string> files;
+  std::map<std::string, std::vector<std::string>> values;  // by option
+  std::map<std::string, std::string> switches;
+  std::vector<std::string> of(const std::string& option) const {
+    const auto value = values.find(option);
+    if (value != values.end()) return value->second;
+    const auto word = switches.find(option);
+    if (word == switches.end() || word->second.empty()) return {};
+    return {word->second};
+  }
+};
+
+void declare(CLI::App& command, const Option& option, Given& given) {
+  const std::string name = "--" + option.name;
+  if (option.isSwitch()) {
+    command.add_flag(name, given.switches[option.name], option.help);
+    return;
+  }
+  // One value each: without this, it would swallow the file names after it.
+  CLI::Option* const declared = command.add_option(name, given.values[option.name], option.help)
+                                    ->type_name(option.values)
+                                    ->type_size(1)
+                                    ->allow_extra_args(false);
+  if (!option.repeats()) declared->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  if (!option.initial.empty()) declared->default_str(option.initial);
 }
 
-CLI::App* add_geometry(CLI::App& app, RawProcess& raw) {
-  CLI::App* geometry = app.add_subcommand(
-      "geometry", "Draw an array, its angles, and what the library makes of the coordinates");
-  geometry->footer("Example: vekbf geometry --array line:4:35mm --angle 60");
-  declare_config(*geometry, raw.configFile);
-  declare_array(*geometry, raw.array);
-  declare_angle(*geometry, raw.done.angle);
-  return geometry;
+CLI::App* add_command(CLI::App& app, const std::string& name, const std::string& purpose,
+                      Commands bit, Given& given) {
+  CLI::App* const command = app.add_subcommand(name, purpose);
+  for (const Option& option : option_table()) {
+    if ((option.commands & bit) != 0) declare(*command, option, given);
+  }
+  return command;
 }
 
-// One file suits both subcommands: it may hold every option of `process`. The command line wins.
-void read_config(CLI::App& process, CLI::App& parsed, const std::string& path) {
-  std::ifstream file(path);
-  if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-    throw UsageError("cannot read the options in '" + path + "'");
+// The array is described once on a command line; over a file of options it wins as a whole.
+void check_exclusions(const Given& given) {
+  if (!given.of("array").empty() && !given.of("mic").empty()) {
+    throw UsageError("--array says it all: leave --mic out");
   }
-  process.allow_config_extras(CLI::config_extras_mode::error);
-  process.parse_from_stream(file);
-  if (&parsed == &process) return;
-  for (CLI::Option* option : parsed.get_options()) {
-    if (option->count() > 0) option->run_callback();
+}
+
+// A fault that names a setting, from the command line.
+[[noreturn]] void refuse(const std::string& fault) { throw UsageError("--" + fault); }
+
+class FileWords {
+ public:
+  explicit FileWords(OwnWords& words) : words_(words) {}
+  static const char* take(void* user, const char* name, const char* value) noexcept {
+    auto& self = *static_cast<FileWords*>(user);
+    self.fault_ = take_word(self.words_, name, value);
+    return self.fault_.empty() ? nullptr : self.fault_.c_str();
   }
+
+ private:
+  OwnWords& words_;
+  std::string fault_;
+};
+
+std::string only_value(const Given& given, const std::string& option) {
+  const std::vector<std::string> values = given.of(option);
+  return values.empty() ? "" : values[0];
+}
+
+void take_option(const Option& option, const std::string& value, Settings& settings,
+                 OwnWords& words) {
+  if (option.ofStream) {
+    try {
+      settings.set(option.name, value);
+    } catch (const UsageError& fault) {
+      // A file that is wrong is no wrong command line.
+      if (option.values == "FILE") throw RunError(std::string("--") + fault.what());
+      refuse(fault.what());
+    }
+    return;
+  }
+  if (const std::string fault = take_word(words, option.name, value); !fault.empty()) refuse(fault);
+}
+
+// The file first, so that the command line wins.
+void take_settings(const Given& given, Settings& settings, OwnWords& words) {
+  check_exclusions(given);
+  if (const auto config = given.of("config"); !config.empty()) {
+    if (config[0].empty()) throw UsageError("--config is a file of options, not ''");
+    FileWords file(words);
+    settings.read_file(config[0], FileWords::take, &file);
+  }
+  for (const Option& option : option_table()) {
+    if (option.name == "config") continue;
+    for (const std::string& value : given.of(option.name)) {
+      take_option(option, value, settings, words);
+    }
+  }
+}
+
+void split_inputs_and_output(const Given& given, const OwnWords& words, RunSetup& run) {
+  std::vector<std::string>& inputs = run.input.files;
+  const auto pipes = [&] { return std::count(inputs.begin(), inputs.end(), "-") > 0; };
+  inputs = given.files;
+  if (inputs.empty()) throw UsageError("IN.wav is missing");
+  if (!words.outDir.empty()) {
+    if (words.join) throw UsageError("--join makes one result: give OUT.wav instead of --out-dir");
+    if (pipes()) throw UsageError("--out-dir takes files, not -");
+    return;
+  }
+  run.output = inputs.back();
+  inputs.pop_back();
+  if (inputs.empty()) throw UsageError("OUT.wav is missing");
+  if (inputs.size() == 1) return;
+  if (!words.join) {
+    throw UsageError("one file too many: '" + run.output +
+                     "'; --join is for mono files, --out-dir for several recordings");
+  }
+  if (pipes()) throw UsageError("--join takes files, not -");
+}
+
+void check_raw(const InputSetup& input) {
+  const bool raw = input.readsRaw();
+  if (raw && input.rate == 0) {
+    throw UsageError("raw input needs --rate, a sample rate of 8000 to 48000 Hz");
+  }
+  if (!raw && input.rate != 0) {
+    throw UsageError("--rate is for raw input; a WAV file names its own");
+  }
+  if (!raw && input.rawChannels != 0) throw UsageError("--raw-channels is for raw input");
+}
+
+Arguments make_arguments(Subcommand subcommand, const Given& given) {
+  Arguments arguments;
+  arguments.subcommand = subcommand;
+  OwnWords words;
+  RunSetup& run = arguments.run;
+  take_settings(given, run.settings, words);
+  run.settings.array();  // refuses what the library cannot steer
+  if (subcommand == Subcommand::geometry) return arguments;
+  run.settings.check();
+  split_inputs_and_output(given, words, run);
+  run.input.rate = words.rate;
+  run.input.rawChannels = words.rawChannels;
+  check_raw(run.input);
+  run.findPreGain = words.findPreGain;
+  run.json = words.json;
+  run.verbose = words.verbose;
+  arguments.outDir = words.outDir;
+  arguments.filesRead = run.input.files;
+  for (const std::string& file : {run.settings.text("angle-track"), only_value(given, "config")}) {
+    if (!file.empty()) arguments.filesRead.push_back(file);
+  }
+  return arguments;
 }
 
 }  // namespace
@@ -53,14 +175,22 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   CLI::App app("Microphone-array beamforming of recorded files", "vekbf");
   app.set_version_flag("--version", "vekbf " VEKBF_VERSION);
   app.require_subcommand(1);
-  RawProcess raw;
-  CLI::App* process = add_process(app, raw);
-  CLI::App* geometry = add_geometry(app, raw);
+  Given given;
+  CLI::App* const process = add_command(
+      app, "process", "Turn a multichannel recording into one beamformed signal", kProcess, given);
+  process
+      ->add_option("IN.wav OUT.wav", given.files,
+                   "Recording (WAV, one channel per microphone) and result (16-bit mono WAV, as "
+                   "long as the input and lined up with it); - is raw s16le on standard input or "
+                   "output")
+      ->type_name("");
+  process->footer("Example: vekbf process meeting.wav clean.wav --array line:4:80mm --angle 60");
+  CLI::App* const geometry = add_command(
+      app, "geometry", "Draw an array, its angles, and what the library makes of the coordinates",
+      kGeometry, given);
+  geometry->footer("Example: vekbf geometry --array line:4:35mm --angle 60");
   try {
     app.parse(argc, argv);
-    if (!raw.configFile.empty()) {
-      read_config(*process, geometry->parsed() ? *geometry : *process, raw.configFile);
-    }
   } catch (const CLI::Success& request) {
     std::ostringstream text;
     app.exit(request, text, text);
@@ -69,11 +199,7 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
-  if (!geometry->parsed()) return give_process_meaning(raw);
-  raw.done.subcommand = Subcommand::geometry;
-  raw.done.array = give_array_meaning(raw.array);
-  check_array(raw.done.array);
-  return raw.done;
+  return make_arguments(geometry->parsed() ? Subcommand::geometry : Subcommand::process, given);
 }
 
 }  // namespace vekbf_tool

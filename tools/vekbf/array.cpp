@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "array.h"
 
-#include <charconv>
 #include <cmath>
-#include <string_view>
 
-#include "failure.h"
 #include "text.h"
 
 namespace vekbf_tool {
@@ -13,12 +10,6 @@ namespace vekbf_tool {
 namespace {
 
 constexpr float kTolerance = 0.001f;  // metres
-
-bool parse_metres(std::string_view text, float* value) {
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, *value);
-  return error == std::errc() && stop == end && std::isfinite(*value);
-}
 
 // Where VEK_BF_UNIFORM_TRIANGLE_ARRAY puts microphone `index`, whatever its coordinates say.
 Position on_circle(std::size_t index, float radius) {
@@ -36,52 +27,27 @@ Position on_circle(std::size_t index, float radius) {
 
 }  // namespace
 
-Position parse_position(const std::string& text) {
-  const std::string_view whole(text);
-  const std::size_t comma = whole.find(',');
-  Position position{};
-  if (comma == std::string_view::npos || !parse_metres(whole.substr(0, comma), &position.x) ||
-      !parse_metres(whole.substr(comma + 1), &position.y)) {
-    throw UsageError("--mic takes two coordinates in metres, x,y (such as 0.05,0), not '" + text +
-                     "'");
-  }
-  return position;
+bool is_line(const VekBfInit& array) { return array.geometry == VEK_BF_UNIFORM_LINEAR_ARRAY; }
+
+bool has_steering(const VekBfInit& array) {
+  return is_line(array) || array.geometry == VEK_BF_UNIFORM_TRIANGLE_ARRAY;
 }
 
-VekBfGeometry parse_geometry(const std::string& name) {
-  if (name == "linear") return VEK_BF_UNIFORM_LINEAR_ARRAY;
-  if (name == "triangle") return VEK_BF_UNIFORM_TRIANGLE_ARRAY;
-  if (name == "rectangle") return VEK_BF_UNIFORM_RECTANGLE_ARRAY;
-  if (name == "circular") return VEK_BF_UNIFORM_CIRCULAR_ARRAY;
-  throw UsageError("--geometry is linear or triangle, not '" + name + "'");
+std::vector<Position> given_positions(const VekBfInit& array) {
+  std::vector<Position> positions;
+  for (int m = 0; m < array.micNum; m++) {
+    positions.push_back({array.micCoordinate[m][0], array.micCoordinate[m][1]});
+  }
+  return positions;
 }
 
-void check_array(const MicArray& array) {
-  if (array.mics.empty()) {
-    throw UsageError("give --array, or --mic x,y once per microphone, in channel order");
-  }
-  if (array.mics.size() > VEK_BF_MAX_MICS) {
-    throw UsageError("an array has at most " + std::to_string(VEK_BF_MAX_MICS) +
-                     " microphones, not " + std::to_string(array.mics.size()));
-  }
-  if (!array.hasSteering() && !array.force) {
-    throw UsageError(
-        "the library has no steering for a rectangle or a circle and would give silence: use "
-        "--geometry triangle for microphones at 0, 90, 180 and 270 degrees on a circle, or "
-        "--geometry linear for those of one side; --force takes it all the same");
-  }
-  if (array.soundSpeed < 1) {
-    throw UsageError("--sound-speed is at least 1 metre per second, not " +
-                     std::to_string(array.soundSpeed));
-  }
-}
-
-std::vector<Position> library_positions(const MicArray& array) {
-  std::vector<Position> used = array.mics;
-  if (!array.hasSteering()) return used;
-  const float radius = std::fabs(array.mics[0].x);
+std::vector<Position> library_positions(const VekBfInit& array) {
+  std::vector<Position> used = given_positions(array);
+  if (!has_steering(array)) return used;
+  const float radius = std::fabs(used[0].x);
+  const float y = used[0].y;
   for (std::size_t m = 0; m < used.size(); m++) {
-    used[m] = array.isLine() ? Position{used[m].x, array.mics[0].y} : on_circle(m, radius);
+    used[m] = is_line(array) ? Position{used[m].x, y} : on_circle(m, radius);
   }
   return used;
 }
@@ -98,17 +64,18 @@ std::string shown(const Position& position) {
       .append(")");
 }
 
-std::string array_note(const MicArray& array) {
-  if (!array.hasSteering()) {
+std::string array_note(const VekBfInit& array) {
+  if (!has_steering(array)) {
     return "note: the library has no steering for a rectangle or a circle; the fixed beamformer "
            "gives silence";
   }
+  const std::vector<Position> given = given_positions(array);
   const std::vector<Position> used = library_positions(array);
   for (std::size_t m = 0; m < used.size(); m++) {
-    if (!same_place(array.mics[m], used[m])) {
-      return "note: the " + std::string(array.isLine() ? "linear" : "triangle") +
+    if (!same_place(given[m], used[m])) {
+      return "note: the " + std::string(is_line(array) ? "linear" : "triangle") +
              " geometry takes microphone " + std::to_string(m) + " to be at " + shown(used[m]) +
-             " instead of " + shown(array.mics[m]);
+             " instead of " + shown(given[m]);
     }
   }
   return "";

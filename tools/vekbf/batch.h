@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "arguments.h"
+#include <string>
+#include <vector>
+
+#include "run_setup.h"
 
 namespace vekbf_tool {
 
-// Every input into the output folder under its own name, several at a time. All are tried; throws
-// RunError in the end if one failed.
-void process_batch(const Arguments& arguments, int standardOutput);
+// A run like `pattern` for each of its input files, several at a time: the result goes into the
+// folder under the name of the input. None of the files in `filesRead` is written over. All are
+// tried; throws RunError in the end if one failed.
+void process_batch(const RunSetup& pattern, const std::string& folder,
+                   const std::vector<std::string>& filesRead);
 
 }  // namespace vekbf_tool

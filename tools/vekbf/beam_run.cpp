@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "beam_run.h"
 
-#include <algorithm>
-#include <functional>
+#include <array>
+#include <memory>
 #include <vector>
 
-#include "aligned_output.h"
-#include "angle_track.h"
-#include "beam.h"
-#include "conversion.h"
+#include "failure.h"
 #include "interruption.h"
 
 namespace vekbf_tool {
@@ -16,59 +13,62 @@ namespace vekbf_tool {
 namespace {
 
 constexpr std::size_t kFrames = VEK_BF_BLOCK_FRAMES;
-constexpr int kTailBlocks = VEK_BF_LAG_SAMPLES / VEK_BF_BLOCK_FRAMES;
 
-using InputBlock = std::vector<std::int16_t>;
+struct CloseStream {
+  void operator()(VekStream* stream) const { VekStream_Close(stream); }
+};
+using Stream = std::unique_ptr<VekStream, CloseStream>;
 
-// The library's rule: a block is dropped when the squares of its first 128 values add up to 0
-// modulo 2^32.
-bool is_zero_block(const InputBlock& block) {
-  std::uint32_t sum = 0;
-  for (std::size_t i = 0; i < kFrames; i++) {
-    const std::int32_t value = block[i];
-    sum += static_cast<std::uint32_t>(value * value);
+void expect_none(const char* fault, const Source& input) {
+  if (fault != nullptr) throw RunError(input.name() + ": " + fault);
+}
+
+Stream open_stream(const Settings& settings, const Source& input) {
+  VekStream* stream = nullptr;
+  const auto rate = static_cast<std::uint32_t>(input.sampleRate());
+  expect_none(VekStream_Open(settings.get(), rate, input.channels(), &stream), input);
+  return Stream(stream);
+}
+
+void pass_on(VekStream* stream, Sink& sink) {
+  std::array<std::int16_t, kFrames> beam{};
+  while (const std::size_t count =
+             VekStream_Read(stream, VEK_STREAM_S16, beam.data(), 1, beam.size())) {
+    sink.write(beam.data(), count);
   }
-  return sum == 0;
+}
+
+RunCounts counts_of(const VekStream* stream) {
+  RunCounts counts;
+  VekStream_GetCounts(stream, &counts);
+  return counts;
 }
 
 }  // namespace
 
-RunCounts run_beam(const Arguments& arguments, double preGain, Source& input, Sink& sink) {
-  Beam beam(arguments, input.sampleRate());
-  AlignedOutput output(sink);
-  const AngleTrack track = arguments.angleTrack.empty()
-                               ? AngleTrack(arguments.angle)
-                               : AngleTrack(arguments.angle, arguments.angleTrack);
-  Conversion convert(preGain);
-  RunCounts counts;
-  std::int32_t angle = arguments.angle;
-  const auto mics = static_cast<std::size_t>(input.channels());
-  std::vector<double> samples(mics * kFrames);
-  InputBlock block(mics * kFrames);
-  OutputBlock result;
+void check_source(const Settings& settings, const Source& input) {
+  const auto rate = static_cast<std::uint32_t>(input.sampleRate());
+  expect_none(VekStream_Check(settings.get(), rate, input.channels()), input);
+}
+
+RunCounts run_beam(const Settings& settings, Source& input, Sink& sink, Until until) {
+  const Stream stream = open_stream(settings, input);
+  std::vector<double> samples(static_cast<std::size_t>(input.channels()) * kFrames);
+  const auto wrapped = [&] {
+    return until == Until::firstWrap && counts_of(stream.get()).wraps > 0;
+  };
   while (const std::size_t got = input.read(samples.data(), kFrames)) {
-    angle = track.at(static_cast<double>(counts.frames) / input.sampleRate());
-    counts.frames += static_cast<long long>(got);
-    counts.blocks++;
-    std::fill(block.begin(), block.end(), std::int16_t{0});
-    std::transform(samples.data(), samples.data() + got * mics, block.begin(), std::ref(convert));
-    if (is_zero_block(block)) counts.zeroBlocks++;
-    beam.run(block.data(), result.data(), angle);
-    output.put(result, counts.frames);
-    if (got < kFrames || interrupted()) break;
+    VekStream_WriteInterleaved(stream.get(), VEK_STREAM_F64, samples.data(), got);
+    pass_on(stream.get(), sink);
+    if (got < kFrames || interrupted() || wrapped()) break;
   }
-  counts.cutShort = interrupted();
-  counts.clipped = convert.clipped();
-  if (counts.cutShort) return counts;
-  // A block of zeros would bring nothing out: the library drops it. A single 1 is enough to move it
-  // on.
-  std::fill(block.begin(), block.end(), std::int16_t{0});
-  block[0] = 1;
-  for (int i = 0; i < kTailBlocks; i++) {
-    beam.run(block.data(), result.data(), angle);
-    output.put(result, counts.frames);
+  const bool cutShort = interrupted();
+  if (!cutShort && !wrapped()) {
+    VekStream_Finish(stream.get());
+    pass_on(stream.get(), sink);
   }
-  counts.wraps = output.wraps();
+  RunCounts counts = counts_of(stream.get());
+  counts.cutShort = cutShort;
   return counts;
 }
 

@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "arguments.h"
+#include "settings.h"
 #include "stream.h"
 
 namespace vekbf_tool {
 
-// What happened to a signal on its way through the library.
-struct RunCounts {
+// What happened to a signal on its way through the beamformer.
+struct RunCounts : VekStreamCounts {
   bool cutShort = false;  // by an interruption
-  long long frames = 0;
-  long long blocks = 0;
-  long long zeroBlocks = 0;  // dropped by the library
-  long long clipped = 0;     // input samples beyond 16 bits
-  long long wraps = 0;       // consecutive output samples more than 32768 apart
 };
 
-// Everything from `input` through the library into `sink`, which it does not commit. `preGain` in
-// decibels. Throws RunError.
-RunCounts run_beam(const Arguments& arguments, double preGain, Source& input, Sink& sink);
+enum class Until { end, firstWrap };
+
+// Refuses sound that the settings do not fit. Throws RunError.
+void check_source(const Settings& settings, const Source& input);
+
+// Everything from `input` through the beamformer into `sink`, which it does not commit. Throws
+// RunError.
+RunCounts run_beam(const Settings& settings, Source& input, Sink& sink, Until until = Until::end);
 
 }  // namespace vekbf_tool

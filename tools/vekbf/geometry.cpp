@@ -7,6 +7,7 @@
 #include <numbers>
 #include <vector>
 
+#include "array.h"
 #include "plan.h"
 #include "text.h"
 
@@ -21,30 +22,30 @@ std::string length(double metres) {
   return text;
 }
 
-std::string legend(const Arguments& arguments, const Plan& plan, bool moved) {
+std::string legend(const VekBfInit& array, int angle, const Plan& plan, bool moved) {
   std::string text = "x to the right, y up, angles in degrees from +x towards +y.\n";
   if (plan.metresPerColumn > 0) {
     text += "One column is " + length(plan.metresPerColumn) + ", one line twice that.\n";
   }
   if (plan.looks) {
-    text += "*  look direction, " + counted(arguments.angle, "degree");
-    text += arguments.array.isLine() ? "; a line hears both alike\n" : "\n";
+    text += "*  look direction, " + counted(angle, "degree");
+    text += is_line(array) ? "; a line hears both alike\n" : "\n";
   }
   if (plan.shared) text += "#  several microphones in one place, or too close to draw\n";
   if (moved) text += "x  a microphone on the command line; the library takes it to be elsewhere\n";
   return text;
 }
 
-std::string reading(const MicArray& array, bool looks) {
-  if (array.isLine()) {
+std::string reading(const VekBfInit& array, bool looks) {
+  if (is_line(array)) {
     return std::string("A line: the library reads x only. Microphone 0 is the reference.\n") +
            (looks ? "Front and back sound alike: (60) is heard as 60.\n" : "");
   }
-  if (array.hasSteering()) {
+  if (has_steering(array)) {
     return "A triangle: the library puts microphones 0 to 3 at 0, 90, 180 and 270 degrees on\n"
            "a circle around (0, 0), which is + and the reference. Its radius is |x| of\n"
            "microphone 0, " +
-           length(std::fabs(array.mics[0].x)) + "; no other coordinate is read.\n";
+           length(std::fabs(array.micCoordinate[0][0])) + "; no other coordinate is read.\n";
   }
   return "The library has no steering for a rectangle or a circle: the fixed beamformer\n"
          "gives silence. Drawn as on the command line.\n";
@@ -52,14 +53,14 @@ std::string reading(const MicArray& array, bool looks) {
 
 // Seconds by which sound from the look direction reaches each microphone before the reference: what
 // the library takes out.
-std::vector<double> leads(const Arguments& arguments, const std::vector<Position>& used) {
-  const double angle = arguments.angle * std::numbers::pi / 180;
-  const Position origin = arguments.array.isLine() ? used[0] : Position{0, 0};
+std::vector<double> leads(const VekBfInit& array, int degrees, const std::vector<Position>& used) {
+  const double angle = degrees * std::numbers::pi / 180;
+  const Position origin = is_line(array) ? used[0] : Position{0, 0};
   std::vector<double> seconds;
   for (const Position& p : used) {
     const double x = static_cast<double>(p.x) - origin.x;
     const double y = static_cast<double>(p.y) - origin.y;
-    seconds.push_back((x * std::cos(angle) + y * std::sin(angle)) / arguments.array.soundSpeed);
+    seconds.push_back((x * std::cos(angle) + y * std::sin(angle)) / array.soundSpeed);
   }
   return seconds;
 }
@@ -71,9 +72,9 @@ std::string arrival(double seconds) {
   return plain_number(std::fabs(micros)) + " us " + (micros > 0 ? "earlier" : "later");
 }
 
-std::string table(const Arguments& arguments, const std::vector<Position>& used) {
-  const std::vector<double> early = leads(arguments, used);
-  const bool steers = arguments.array.hasSteering();
+std::string table(const VekBfInit& array, int angle, const std::vector<Position>& used) {
+  const std::vector<double> early = leads(array, angle, used);
+  const bool steers = has_steering(array);
   char row[160];
   std::snprintf(row, sizeof row, "%-12s%-30s%s", "microphone", "at (x, y) in metres",
                 steers ? "hears the look direction" : "");
@@ -88,19 +89,20 @@ std::string table(const Arguments& arguments, const std::vector<Position>& used)
   return text + "\n";
 }
 
-std::string given_elsewhere(const MicArray& array, const std::vector<Position>& used) {
+std::string given_elsewhere(const VekBfInit& array, const std::vector<Position>& used) {
+  const std::vector<Position> given = given_positions(array);
   std::string text;
   for (std::size_t m = 0; m < used.size(); m++) {
-    if (same_place(array.mics[m], used[m])) continue;
-    text += "Microphone " + std::to_string(m) + " is at " + shown(array.mics[m]) +
-            " on the command line.\n";
+    if (same_place(given[m], used[m])) continue;
+    text +=
+        "Microphone " + std::to_string(m) + " is at " + shown(given[m]) + " on the command line.\n";
   }
   return text;
 }
 
 // The widest gap between neighbours: along the line, or along the circle.
-double widest_gap(const MicArray& array, std::vector<Position> used) {
-  if (array.isLine()) {
+double widest_gap(const VekBfInit& array, std::vector<Position> used) {
+  if (is_line(array)) {
     std::sort(used.begin(), used.end(),
               [](const Position& a, const Position& b) { return a.x < b.x; });
   }
@@ -112,8 +114,8 @@ double widest_gap(const MicArray& array, std::vector<Position> used) {
   return gap;
 }
 
-std::string limits(const MicArray& array, const std::vector<Position>& used, bool looks) {
-  if (!array.hasSteering()) return "";
+std::string limits(const VekBfInit& array, const std::vector<Position>& used, bool looks) {
+  if (!has_steering(array)) return "";
   if (!looks) return "All microphones are in one place: every direction sounds alike.\n";
   const double gap = widest_gap(array, used);
   char text[120];
@@ -125,14 +127,13 @@ std::string limits(const MicArray& array, const std::vector<Position>& used, boo
 
 }  // namespace
 
-std::string describe_geometry(const Arguments& arguments) {
-  const MicArray& array = arguments.array;
+std::string describe_geometry(const VekBfInit& array, int angle) {
   const std::vector<Position> used = library_positions(array);
-  const Plan plan = draw_plan(arguments);
+  const Plan plan = draw_plan(array, angle);
   const std::string elsewhere = given_elsewhere(array, used);
-  return plan.picture + "\n" + legend(arguments, plan, !elsewhere.empty()) + "\n" +
+  return plan.picture + "\n" + legend(array, angle, plan, !elsewhere.empty()) + "\n" +
          reading(array, plan.looks) + limits(array, used, plan.looks) + "\n" +
-         table(arguments, used) + elsewhere;
+         table(array, angle, used) + elsewhere;
 }
 
 }  // namespace vekbf_tool

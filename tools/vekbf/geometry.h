@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "arguments.h"
+#include "vek_bf.h"
 
 namespace vekbf_tool {
 
 // The plan of an array and what the library makes of it, for reading; lines of at most 80 columns.
-std::string describe_geometry(const Arguments& arguments);
+std::string describe_geometry(const VekBfInit& array, int angle);
 
 }  // namespace vekbf_tool

@@ -3,17 +3,15 @@
 
 #include <memory>
 
-#include "arguments.h"
+#include "run_setup.h"
 #include "stream.h"
 
 namespace vekbf_tool {
 
-// What the arguments name, with one channel per microphone. Throws RunError.
-std::unique_ptr<Source> open_source(const Arguments& arguments);
+// What the setup names, once it is sure that the settings fit it. Throws RunError.
+std::unique_ptr<Source> open_source(const InputSetup& setup, const Settings& settings);
 
-// Where the result of `input` goes; raw output goes to the descriptor `standardOutput`. Throws
-// RunError.
-std::unique_ptr<Sink> open_sink(const Arguments& arguments, const Source& input,
-                                int standardOutput);
+// Where the result of `input` goes. Throws RunError.
+std::unique_ptr<Sink> open_sink(const std::string& output, const Source& input);
 
 }  // namespace vekbf_tool

@@ -7,6 +7,8 @@
 #include <numbers>
 #include <vector>
 
+#include "array.h"
+
 namespace vekbf_tool {
 
 namespace {
@@ -70,15 +72,15 @@ void draw_ring(Canvas& canvas, bool isLine) {
 // ring.
 class Scale {
  public:
-  Scale(const MicArray& array, const std::vector<Position>& used) {
-    if (array.isLine()) {
+  Scale(const VekBfInit& array, const std::vector<Position>& used) {
+    if (is_line(array)) {
       const auto [low, high] = std::minmax_element(
           used.begin(), used.end(), [](const Position& a, const Position& b) { return a.x < b.x; });
       x_ = (static_cast<double>(low->x) + high->x) / 2;
       y_ = low->y;
     }
     double extent = 0;
-    for (const std::vector<Position>& places : {used, array.mics}) {
+    for (const std::vector<Position>& places : {used, given_positions(array)}) {
       for (const Position& p : places) {
         extent = std::max({extent, std::fabs(p.x - x_), std::fabs(p.y - y_)});
       }
@@ -121,8 +123,7 @@ bool draw_microphones(Canvas& canvas, const std::vector<Cell>& cells) {
 
 }  // namespace
 
-Plan draw_plan(const Arguments& arguments) {
-  const MicArray& array = arguments.array;
+Plan draw_plan(const VekBfInit& array, int angle) {
   const std::vector<Position> used = library_positions(array);
   const Scale scale(array, used);
   std::vector<Cell> cells;
@@ -131,8 +132,8 @@ Plan draw_plan(const Arguments& arguments) {
   Plan plan;
   plan.metresPerColumn = scale.metresPerColumn;
   Canvas canvas;
-  draw_ring(canvas, array.isLine());
-  if (array.isLine()) {
+  draw_ring(canvas, is_line(array));
+  if (is_line(array)) {
     const auto [low, high] =
         std::minmax_element(cells.begin(), cells.end(),
                             [](const Cell& a, const Cell& b) { return a.column < b.column; });
@@ -140,17 +141,18 @@ Plan draw_plan(const Arguments& arguments) {
   } else {
     canvas.put({kRingRows, kMiddle}, "+");
   }
+  const std::vector<Position> given = given_positions(array);
   for (std::size_t m = 0; m < used.size(); m++) {
-    if (!same_place(array.mics[m], used[m])) canvas.put(scale.cell(array.mics[m]), "x");
+    if (!same_place(given[m], used[m])) canvas.put(scale.cell(given[m]), "x");
   }
   plan.shared = draw_microphones(canvas, cells);
   const bool apart = std::any_of(used.begin(), used.end(), [&](const Position& p) {
     return p.x != used[0].x || p.y != used[0].y;
   });
-  plan.looks = apart && array.hasSteering();
+  plan.looks = apart && has_steering(array);
   if (plan.looks) {
-    canvas.put(on_ring(arguments.angle % 360, kLookReach), "*");
-    if (array.isLine()) canvas.put(on_ring(-(arguments.angle % 360), kLookReach), "*");
+    canvas.put(on_ring(angle % 360, kLookReach), "*");
+    if (is_line(array)) canvas.put(on_ring(-(angle % 360), kLookReach), "*");
   }
   plan.picture = canvas.text();
   return plan;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "arguments.h"
+#include "vek_bf.h"
 
 namespace vekbf_tool {
 
@@ -16,6 +16,6 @@ struct Plan {
   bool looks = false;          // * stands in the look direction
 };
 
-Plan draw_plan(const Arguments& arguments);
+Plan draw_plan(const VekBfInit& array, int angle);
 
 }  // namespace vekbf_tool

@@ -25,54 +25,69 @@ namespace vekbf_tool {
 namespace {
 
 // What came out of a pipe is gone.
-bool can_be_read_again(const Arguments& arguments) {
-  return std::all_of(
-      arguments.inputs.begin(), arguments.inputs.end(), [&](const std::string& input) {
-        std::error_code error;
-        return !arguments.readsRaw() && std::filesystem::is_regular_file(input, error);
-      });
+bool can_be_read_again(const InputSetup& input) {
+  return std::all_of(input.files.begin(), input.files.end(), [&](const std::string& file) {
+    std::error_code error;
+    return !input.readsRaw() && std::filesystem::is_regular_file(file, error);
+  });
 }
 
-std::string what_helps_against_wraps(const Arguments& arguments, const Report& report) {
-  if (!can_be_read_again(arguments) || interrupted()) return "a lower --pre-gain may help";
-  if (!arguments.findPreGain) return "a lower --pre-gain may help: --find-pre-gain looks for it";
+std::string what_helps_against_wraps(const RunSetup& run, const Report& report) {
+  if (!can_be_read_again(run.input) || interrupted()) return "a lower --pre-gain may help";
+  if (!run.findPreGain) return "a lower --pre-gain may help: --find-pre-gain looks for it";
   if (report.preGainWithoutWraps) {
     return "the first without, in steps of 3 dB, is --pre-gain " +
            plain_number(*report.preGainWithoutWraps);
   }
-  return arguments.algorithm == VEK_ADAPTIVE_BF
+  return run.settings.text("algorithm") == "adaptive"
              ? "no --pre-gain down to -24 dB helps: try --algorithm fixed"
              : "no --pre-gain down to -24 dB helps";
 }
 
-void say_notes(const Arguments& arguments, const Report& report) {
+std::string number(std::uint64_t count) { return std::to_string(count); }
+
+std::string counted(std::uint64_t count, const std::string& noun) {
+  return vekbf_tool::counted(static_cast<long long>(count), noun);
+}
+
+void say_counts(const RunSetup& run, const Report& report) {
   const RunCounts& counts = report.counts;
-  if (counts.zeroBlocks > 0) {
-    say(arguments.label + "the library dropped " + std::to_string(counts.zeroBlocks) + " of " +
+  say(run.label + counted(counts.frames, "frame") + " at " + std::to_string(report.sampleRate) +
+      " Hz in " + counted(counts.blocks, "block") + ", " + number(counts.zeroBlocks) +
+      " of them zero; " + number(counts.clipped) + " input samples clipped, " +
+      number(counts.notNumbers) + " not a number; " + counted(counts.wraps, "wrap"));
+}
+
+void say_notes(const RunSetup& run, const Report& report) {
+  const RunCounts& counts = report.counts;
+  if (run.verbose) say_counts(run, report);
+  if (counts.zeroBlocks > 0 && !run.settings.is_on("keep-time")) {
+    say(run.label + "the library dropped " + number(counts.zeroBlocks) + " of " +
         counted(counts.blocks, "block") +
-        " as zero blocks; the last 384 samples before each such pause come out at its end");
+        " as zero blocks; the last 384 samples before each such pause come out at its end, unless "
+        "--keep-time is given");
   }
   if (counts.clipped > 0) {
-    say(arguments.label + "clipped " + counted(counts.clipped, "input sample") +
+    say(run.label + "clipped " + counted(counts.clipped, "input sample") +
         " beyond the 16-bit range; a lower --pre-gain leaves them whole");
   }
   if (counts.wraps > 0) {
-    say(arguments.label + "the output seems to wrap around " + counted(counts.wraps, "time") +
-        "; " + what_helps_against_wraps(arguments, report));
+    say(run.label + "the output seems to wrap around " + counted(counts.wraps, "time") + "; " +
+        what_helps_against_wraps(run, report));
   }
 }
 
-Report run_and_keep(const Arguments& arguments, int standardOutput) {
+Report run_and_keep(const RunSetup& run) {
+  std::unique_ptr<Source> input = open_source(run.input, run.settings);
   // The notes on several files at a time would run into the line that shows the progress.
-  std::unique_ptr<Source> input = open_source(arguments);
-  if (arguments.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
+  if (run.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
   Report report;
   report.sampleRate = input->sampleRate();
-  const std::unique_ptr<Sink> sink = open_sink(arguments, *input, standardOutput);
+  const std::unique_ptr<Sink> sink = open_sink(run.output, *input);
   const auto start = std::chrono::steady_clock::now();
-  report.counts = run_beam(arguments, arguments.preGain, *input, *sink);
+  report.counts = run_beam(run.settings, *input, *sink);
   if (report.counts.cutShort) {
-    throw Interruption(arguments.label + "interrupted: what is done so far is in " +
+    throw Interruption(run.label + "interrupted: what is done so far is in " +
                        sink->finish_interrupted());
   }
   sink->commit();
@@ -80,23 +95,25 @@ Report run_and_keep(const Arguments& arguments, int standardOutput) {
   return report;
 }
 
+void write_report(const RunSetup& run, const Report& report) {
+  const bool audioGoesOut = run.output == "-";
+  const std::string line = as_json(run, report) + "\n";
+  if (!write_all(audioGoesOut ? STDERR_FILENO : STDOUT_FILENO, line.data(), line.size(),
+                 audioGoesOut ? "standard error" : "standard output")) {
+    throw Interruption(run.label + "interrupted when the result was complete");
+  }
+}
+
 }  // namespace
 
-void process(const Arguments& arguments, int standardOutput) {
-  Report report = run_and_keep(arguments, standardOutput);
-  if (arguments.findPreGain && report.counts.wraps > 0 && can_be_read_again(arguments)) {
-    report.preGainWithoutWraps = find_gain_without_wraps(arguments);
+void process(const RunSetup& run) {
+  Report report = run_and_keep(run);
+  if (run.findPreGain && report.counts.wraps > 0 && can_be_read_again(run.input)) {
+    report.preGainWithoutWraps = find_gain_without_wraps(run);
   }
-  say_notes(arguments, report);
-  const auto stop = [&] {
-    throw Interruption(arguments.label + "interrupted when the result was complete");
-  };
-  if (interrupted()) stop();
-  if (!arguments.json) return;
-  const int target = arguments.output == "-" ? STDERR_FILENO : standardOutput;
-  const std::string line = as_json(arguments, report) + "\n";
-  const char* const name = target == STDERR_FILENO ? "standard error" : "standard output";
-  if (!write_all(target, line.data(), line.size(), name)) stop();
+  say_notes(run, report);
+  if (interrupted()) throw Interruption(run.label + "interrupted when the result was complete");
+  if (run.json) write_report(run, report);
 }
 
 }  // namespace vekbf_tool

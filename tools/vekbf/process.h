@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "arguments.h"
+#include "run_setup.h"
 
 namespace vekbf_tool {
 
-// Reads the input, runs it through the library and writes the output; raw output goes to the
-// descriptor `standardOutput`. Throws UsageError or RunError.
-void process(const Arguments& arguments, int standardOutput);
+// Reads the input, runs it through the beamformer and writes the output. Throws UsageError or
+// RunError.
+void process(const RunSetup& run);
 
 }  // namespace vekbf_tool

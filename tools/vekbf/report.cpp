@@ -5,12 +5,12 @@
 
 namespace vekbf_tool {
 
-std::string as_json(const Arguments& arguments, const Report& report) {
+std::string as_json(const RunSetup& run, const Report& report) {
   const RunCounts& counts = report.counts;
   const double duration = static_cast<double>(counts.frames) / report.sampleRate;
   nlohmann::ordered_json line = {
-      {"inputs", arguments.inputs},
-      {"output", arguments.output},
+      {"inputs", run.input.files},
+      {"output", run.output},
       {"duration_s", duration},
       {"real_time_factor", nullptr},
       {"blocks", counts.blocks},

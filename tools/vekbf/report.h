@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "arguments.h"
 #include "beam_run.h"
+#include "run_setup.h"
 
 namespace vekbf_tool {
 
@@ -20,6 +20,6 @@ struct Report {
 
 // One line of JSON, valid whatever bytes the file names are. Without a duration there is no
 // real-time factor: null.
-std::string as_json(const Arguments& arguments, const Report& report);
+std::string as_json(const RunSetup& run, const Report& report);
 
 }  // namespace vekbf_tool

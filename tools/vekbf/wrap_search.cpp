@@ -5,57 +5,38 @@
 #include "input_output.h"
 #include "progress.h"
 #include "text.h"
-#include "wraps.h"
 
 namespace vekbf_tool {
 
 namespace {
 
-struct Wrapped {};
-
-// Takes nothing, and ends the run at the first wrap.
-class UpToFirstWrap : public Sink {
+class NoSink : public Sink {
  public:
-  void write(const std::int16_t* samples, std::size_t count) override {
-    if (wraps_.count(samples, count) > 0) throw Wrapped();
-  }
+  void write(const std::int16_t*, std::size_t) override {}
   void commit() override {}
   std::string finish_interrupted() override { return "nowhere"; }
-
- private:
-  WrapCount wraps_;
 };
 
-enum class Outcome { clean, wraps, interrupted };
-
-Outcome attempt(const Arguments& arguments, double gain) {
-  std::unique_ptr<Source> input = open_source(arguments);
-  if (arguments.label.empty()) {
-    input = std::make_unique<ProgressSource>(std::move(input),
-                                             "trying " + plain_number(gain) + " dB, ");
+RunCounts attempt(const RunSetup& run, const std::string& gain) {
+  Settings settings = run.settings;
+  settings.set("pre-gain", gain);
+  std::unique_ptr<Source> input = open_source(run.input, settings);
+  if (run.label.empty()) {
+    input = std::make_unique<ProgressSource>(std::move(input), "trying " + gain + " dB, ");
   }
-  UpToFirstWrap sink;
-  try {
-    return run_beam(arguments, gain, *input, sink).cutShort ? Outcome::interrupted : Outcome::clean;
-  } catch (const Wrapped&) {
-    return Outcome::wraps;
-  }
+  NoSink nowhere;
+  return run_beam(settings, *input, nowhere, Until::firstWrap);
 }
 
 }  // namespace
 
-std::optional<double> find_gain_without_wraps(const Arguments& arguments) {
+std::optional<double> find_gain_without_wraps(const RunSetup& run) {
   constexpr double kStep = 3.0;
   constexpr double kLowest = -24.0;
-  for (double gain = arguments.preGain - kStep; gain >= kLowest; gain -= kStep) {
-    switch (attempt(arguments, gain)) {
-      case Outcome::clean:
-        return gain;
-      case Outcome::interrupted:
-        return std::nullopt;
-      case Outcome::wraps:
-        break;
-    }
+  for (double gain = run.settings.number("pre-gain") - kStep; gain >= kLowest; gain -= kStep) {
+    const RunCounts counts = attempt(run, plain_number(gain));
+    if (counts.cutShort) return std::nullopt;
+    if (counts.wraps == 0) return gain;
   }
   return std::nullopt;
 }

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "combined_source.h"
-
-#include <utility>
+#include "joined_files.h"
 
 #include "failure.h"
 #include "text.h"
@@ -35,26 +33,6 @@ std::size_t JoinedFiles::read(double* samples, std::size_t frames) {
     if (c > 0 && count != got) throw differs(*files_[c]);
     got = count;
     for (std::size_t i = 0; i < got; i++) samples[i * files_.size() + c] = mono_[i];
-  }
-  return got;
-}
-
-PickedChannels::PickedChannels(std::unique_ptr<Source> source, std::vector<int> picks)
-    : source_(std::move(source)), picks_(std::move(picks)) {
-  for (const int pick : picks_) {
-    if (pick > source_->channels()) {
-      throw RunError(source_->name() + " has " + counted(source_->channels(), "channel") +
-                     ", but --channels asks for number " + std::to_string(pick));
-    }
-  }
-}
-
-std::size_t PickedChannels::read(double* samples, std::size_t frames) {
-  const auto width = static_cast<std::size_t>(source_->channels());
-  all_.resize(frames * width);
-  const std::size_t got = source_->read(all_.data(), frames);
-  for (std::size_t i = 0; i < got; i++) {
-    for (const int pick : picks_) *samples++ = all_[i * width + static_cast<std::size_t>(pick) - 1];
   }
   return got;
 }

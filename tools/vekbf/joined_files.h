@@ -26,20 +26,4 @@ class JoinedFiles : public Source {
   std::vector<double> mono_;
 };
 
-// Some channels of a source, in the given order; the first channel is 1. Throws RunError.
-class PickedChannels : public Source {
- public:
-  PickedChannels(std::unique_ptr<Source> source, std::vector<int> picks);
-  int channels() const override { return static_cast<int>(picks_.size()); }
-  int sampleRate() const override { return source_->sampleRate(); }
-  std::optional<long long> frames() const override { return source_->frames(); }
-  std::string name() const override { return source_->name(); }
-  std::size_t read(double* samples, std::size_t frames) override;
-
- private:
-  std::unique_ptr<Source> source_;
-  std::vector<int> picks_;
-  std::vector<double> all_;
-};
-
 }  // namespace vekbf_tool

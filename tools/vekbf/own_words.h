@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace vekbf_tool {
+
+// The options that are the tool's own, not settings of a stream.
+struct OwnWords {
+  bool join = false;
+  std::string outDir;
+  int rate = 0;
+  int rawChannels = 0;
+  bool findPreGain = false;
+  bool json = false;
+  bool verbose = false;
+};
+
+// Takes `value` for the option `name`, from the command line or a file of options. Returns what is
+// wrong, or an empty text.
+std::string take_word(OwnWords& words, const std::string& name, const std::string& value);
+
+}  // namespace vekbf_tool
