@@ -5,9 +5,10 @@ include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VekBf)
 
 install(
-  TARGETS vekbf
+  TARGETS vekbf vekbf_static vekbf_direction vekbf_direction_static vekbf_stream vekbf_stream_static
   EXPORT VekBfTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(
   EXPORT VekBfTargets
@@ -40,5 +41,10 @@ if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
 else()
   set(pc_includedir \${prefix}/${CMAKE_INSTALL_INCLUDEDIR})
 endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/vekbf.pc.in ${PROJECT_BINARY_DIR}/package/vekbf.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/vekbf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+function(vekbf_pkg_config pc_name pc_description)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/vekbf.pc.in ${PROJECT_BINARY_DIR}/package/${pc_name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/package/${pc_name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+vekbf_pkg_config(vekbf "${PROJECT_DESCRIPTION}")
+vekbf_pkg_config(vekbf-direction "${PROJECT_DESCRIPTION}: the direction of the talker")
+vekbf_pkg_config(vekbf-stream "${PROJECT_DESCRIPTION}: streams of any chunk length")

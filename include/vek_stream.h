@@ -165,11 +165,16 @@ VekStreamSettings *VekStream_NewSettings(void);
 /**
  * Makes settings of their own with the same values.
  *
+ * @param settings what is copied
  * @return the copy, or NULL if memory is out
  */
 VekStreamSettings *VekStream_CopySettings(const VekStreamSettings *settings);
 
-/** Releases the settings. Streams opened with them stay as they are. NULL is accepted. */
+/**
+ * Releases the settings. Streams opened with them stay as they are.
+ *
+ * @param settings the settings, or NULL
+ */
 void VekStream_FreeSettings(VekStreamSettings *settings);
 
 /**
@@ -204,7 +209,15 @@ const char *VekStream_ReadFile(VekStreamSettings *settings, const char *path);
  */
 typedef const char *VekStreamOther(void *user, const char *key, const char *value);
 
-/** VekStream_ReadFile, with a host that takes further keys. `other` is called in their order. */
+/**
+ * VekStream_ReadFile, with a host that takes further keys.
+ *
+ * @param settings the settings
+ * @param path the file
+ * @param other is called with each key that is no setting of a stream, in their order
+ * @param user is given to it
+ * @return NULL, or the fault
+ */
 const char *VekStream_ReadFileWith(VekStreamSettings *settings, const char *path,
                                    VekStreamOther *other, void *user);
 
@@ -238,6 +251,8 @@ const VekStreamKey *VekStream_Key(size_t index);
  * The text of one setting: as it was set, else its default. Of the array that key has a text which
  * describes it, the others have none; the positions of `mic` are those of `mics`.
  *
+ * @param settings the settings
+ * @param key the name of the setting
  * @return the text, which holds until the next call with the settings; NULL where nothing is set,
  * there is no default, or the key is unknown
  */
@@ -246,6 +261,8 @@ const char *VekStream_Get(VekStreamSettings *settings, const char *key);
 /**
  * The value of a setting that is one number; yes is 1, no is 0.
  *
+ * @param settings the settings
+ * @param key the name of the setting
  * @return the number; not-a-number if the key has none
  */
 double VekStream_GetNumber(VekStreamSettings *settings, const char *key);
@@ -260,11 +277,20 @@ double VekStream_GetNumber(VekStreamSettings *settings, const char *key);
  */
 const char *VekStream_GetArray(VekStreamSettings *settings, uint32_t sampleRate, VekBfInit *array);
 
-/** The two run-time values. Writes nothing without settings. */
+/**
+ * The two run-time values.
+ *
+ * @param settings the settings; without them nothing is written
+ * @param config where the values are written to
+ */
 void VekStream_GetConfig(const VekStreamSettings *settings, VekBfConfig *config);
 
-/** The settings of the direction finder, whether or not `angle` is auto. Writes nothing without
- * settings. */
+/**
+ * The settings of the direction finder, whether or not `angle` is auto.
+ *
+ * @param settings the settings; without them nothing is written
+ * @param config where they are written to
+ */
 void VekStream_GetDirectionConfig(const VekStreamSettings *settings, VekDirConfig *config);
 
 /**
@@ -298,11 +324,16 @@ const char *VekStream_Open(VekStreamSettings *settings, uint32_t sampleRate, int
  * Begins a new signal, as after VekStream_Open: after an overrun, a gap, a seek. The angle given to
  * VekStream_Steer stays. Allocates.
  *
+ * @param stream the stream
  * @return NULL, or the line that says that memory is out; the stream then gives silence
  */
 const char *VekStream_Restart(VekStream *stream);
 
-/** Releases the stream. NULL is accepted. */
+/**
+ * Releases the stream.
+ *
+ * @param stream the stream, or NULL
+ */
 void VekStream_Close(VekStream *stream);
 
 /**
@@ -313,8 +344,12 @@ void VekStream_Close(VekStream *stream);
  */
 void VekStream_Steer(VekStream *stream, int32_t degrees);
 
-/** Lets the settings steer again from the next block on, as before VekStream_Steer. May be called
- * by any thread. */
+/**
+ * Lets the settings steer again from the next block on, as before VekStream_Steer. May be called by
+ * any thread.
+ *
+ * @param stream the stream
+ */
 void VekStream_SteerAsSet(VekStream *stream);
 
 /**
@@ -345,8 +380,12 @@ void VekStream_PauseDirection(VekStream *stream, int32_t on);
  */
 int32_t VekStream_GetMap(VekStream *stream, float map[VEK_DIR_MAP_DEGREES]);
 
-/** The angle of the block that was begun last; before the first one, the angle it would have. May
- * be called by any thread. */
+/**
+ * The angle of the block that was begun last. May be called by any thread.
+ *
+ * @param stream the stream
+ * @return degrees; before the first block, those that it would have
+ */
 int32_t VekStream_GetAngle(const VekStream *stream);
 
 /**
@@ -363,7 +402,15 @@ int32_t VekStream_GetAngle(const VekStream *stream);
 size_t VekStream_Write(VekStream *stream, int32_t format, const void *const channels[],
                        ptrdiff_t stride, size_t frames);
 
-/** VekStream_Write for interleaved samples. */
+/**
+ * VekStream_Write for interleaved samples.
+ *
+ * @param stream the stream
+ * @param format of the samples
+ * @param samples frames of as many channels as the stream was opened for
+ * @param frames any number
+ * @return frames taken
+ */
 size_t VekStream_WriteInterleaved(VekStream *stream, int32_t format, const void *samples,
                                   size_t frames);
 
@@ -379,15 +426,28 @@ size_t VekStream_WriteInterleaved(VekStream *stream, int32_t format, const void 
  */
 size_t VekStream_Read(VekStream *stream, int32_t format, void *out, ptrdiff_t stride, size_t count);
 
-/** Lined up: samples that VekStream_Read would give now; after VekStream_Finish all that are left.
+/**
+ * Lined up: what VekStream_Read would give now.
+ *
+ * @param stream the stream
+ * @return samples; after VekStream_Finish all that are left
  */
 size_t VekStream_Available(const VekStream *stream);
 
-/** Lined up: no further frame will come; VekStream_Read now gives all that is left. */
+/**
+ * Lined up: no further frame will come; VekStream_Read now gives all that is left.
+ *
+ * @param stream the stream
+ */
 void VekStream_Finish(VekStream *stream);
 
-/** Frames until the next block begins, 1 to VEK_BF_BLOCK_FRAMES; VEK_BF_BLOCK_FRAMES where the next
- * frame is the first of a block. 0 without a stream. */
+/**
+ * Frames until the next block begins.
+ *
+ * @param stream the stream
+ * @return 1 to VEK_BF_BLOCK_FRAMES, which it is where the next frame is the first of a block; 0
+ * without a stream
+ */
 size_t VekStream_FramesToBlock(const VekStream *stream);
 
 /**
@@ -404,7 +464,15 @@ size_t VekStream_FramesToBlock(const VekStream *stream);
 void VekStream_Process(VekStream *stream, int32_t format, const void *const channels[],
                        ptrdiff_t stride, void *out, ptrdiff_t outStride, size_t frames);
 
-/** VekStream_Process for interleaved samples; `out` is mono, without gaps, and may be `samples`. */
+/**
+ * VekStream_Process for interleaved samples.
+ *
+ * @param stream the stream
+ * @param format of the samples of both sides
+ * @param samples frames of as many channels as the stream was opened for
+ * @param out where the samples are written to, one behind the other; may be `samples`
+ * @param frames any number
+ */
 void VekStream_ProcessInterleaved(VekStream *stream, int32_t format, const void *samples, void *out,
                                   size_t frames);
 
@@ -419,7 +487,12 @@ typedef struct VekStreamCounts {
                             sum that left the 16-bit range, almost always */
 } VekStreamCounts;
 
-/** Tells the counts. Writes zeros without a stream. */
+/**
+ * Tells the counts.
+ *
+ * @param stream the stream; without one the counts are 0
+ * @param counts where they are written to
+ */
 void VekStream_GetCounts(const VekStream *stream, VekStreamCounts *counts);
 
 /** @} */

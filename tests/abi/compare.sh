@@ -8,5 +8,6 @@ set -u
 [ -s "$2" ] || { echo "no baseline $2"; exit 1; }
 "$1" --harmless --no-show-locs "$2" "$3"
 status=$?
-[ $status -eq 0 ] || echo "the binary interface is not that of $2 (abidiff ended with $status)"
+[ $status -eq 0 ] || echo "the binary interface is not that of $2 (abidiff ended with $status);
+where that is meant: cmake --build BUILD --target abi_baseline, in the builds release, armhf and arm64"
 exit $status

@@ -1,24 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what the shared object shows and needs: eight functions, libc and libm, hardened."""
+"""Checks what a shared object shows and needs: the functions of its header, libc and libm, hardened."""
 
 import argparse
 import re
 import subprocess
 import sys
+from pathlib import Path
 
-EXPORTS = {
-    "VekBf_GetLibVersion",
-    "VekBf_GetBufferSize",
-    "VekBf_Init",
-    "VekBf_SetConfig",
-    "VekBf_GetConfig",
-    "VekBf_GetInputSamples",
-    "VekBf_Run",
-    "VekBf_Free",
-}
-SONAME = "libvekbf.so.2"
-VERSION_NODE = "VEKBF_2"
 NEEDED = {"libc.so.6", "libm.so.6"}
 # 32-bit ARM names its loader too where the stack protector is on.
 NEEDED_ON_ARM = {"ld-linux-armhf.so.3"}
@@ -48,7 +37,14 @@ def unwind_faults(readelf, library, symbols):
         yield f"has unwind tables for {covered} of {text} bytes of code"
 
 
-def faults(readelf, library):
+def declared(header):
+    """The functions that a public header declares."""
+    text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.DOTALL)
+    return set(re.findall(r"\b(Vek[A-Z]\w+_\w+)\(", text))
+
+
+def faults(readelf, library, product, public_header):
+    version_node = product.upper().replace("-", "_") + "_2"
     header = read(readelf, "--file-header", library)
     dynamic = read(readelf, "--dynamic", library)
     segments = read(readelf, "--program-headers", library)
@@ -60,8 +56,8 @@ def faults(readelf, library):
         yield f"needs {sorted(needed)} instead of {sorted(allowed)}"
 
     soname = re.findall(r"\(SONAME\).*\[(.*)\]", dynamic)
-    if soname != [SONAME]:
-        yield f"SONAME is {soname} instead of {SONAME}"
+    if soname != [f"lib{product}.so.2"]:
+        yield f"SONAME is {soname} instead of lib{product}.so.2"
 
     for tag in ("TEXTREL", "RPATH", "RUNPATH"):
         if f"({tag})" in dynamic or (tag == "TEXTREL" and re.search(r"FLAGS.*TEXTREL", dynamic)):
@@ -87,17 +83,18 @@ def faults(readelf, library):
         kind, binding, section, name = columns[3], columns[4], columns[6], columns[7]
         if section == "UND" or binding == "LOCAL":
             continue
-        if kind == "OBJECT" and section == "ABS" and name.split("@")[0] == VERSION_NODE:
+        if kind == "OBJECT" and section == "ABS" and name.split("@")[0] == version_node:
             continue
         base, _, version = name.partition("@@")
-        if kind != "FUNC" or version != VERSION_NODE:
+        if kind != "FUNC" or version != version_node:
             yield f"defines {kind} {name}"
         defined.add(base)
     if re.search(UNWOUND, header):
         yield from unwind_faults(readelf, library, symbols)
 
-    if defined != EXPORTS:
-        yield f"exports {sorted(defined ^ EXPORTS)} too many or too few"
+    wanted = declared(public_header)
+    if defined != wanted or not wanted:
+        yield f"exports {sorted(defined ^ wanted)} too many or too few"
 
     undefined = re.findall(r"\sUND\s+(\S+)", symbols)
     runtime = [name for name in undefined if re.match(r"_Z|__cxa_(?!finalize)|__gxx|_Unwind", name)]
@@ -108,9 +105,11 @@ def faults(readelf, library):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--readelf", default="readelf")
+    parser.add_argument("--product", required=True, help="vekbf for libvekbf.so.2")
+    parser.add_argument("--header", required=True, type=Path)
     parser.add_argument("library")
     arguments = parser.parse_args()
-    found = list(faults(arguments.readelf, arguments.library))
+    found = list(faults(arguments.readelf, arguments.library, arguments.product, arguments.header))
     for fault in found:
         print(f"{arguments.library} {fault}", file=sys.stderr)
     return 1 if found else 0

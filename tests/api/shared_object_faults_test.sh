@@ -3,14 +3,15 @@
 #
 # check_shared_object.py finds faults that a link can bring in: of the headers, of the symbols, of the libraries.
 #
-#   shared_object_faults_test.sh PYTHON READELF STATIC_LIBRARY VERSION_SCRIPT C_COMPILER [FLAG...]
+#   shared_object_faults_test.sh PYTHON READELF STATIC_LIBRARY SOURCE_DIR C_COMPILER [FLAG...]
 set -eu
-python=$1 readelf=$2 static=$3 map=$4
+python=$1 readelf=$2 static=$3 source=$4
 shift 4
 here=$(dirname "$0")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 compiler=$*
+map=$source/cmake/vekbf.map
 
 echo 'int VekBf_Extra(void); int VekBf_Extra(void) { return 1; }' >"$scratch/extra.c"
 echo 'VEKBF_2 { global: VekBf_*; local: *; };' >"$scratch/extra.map"
@@ -20,7 +21,8 @@ link() {
   $compiler -shared -fPIC -o "$scratch/libvekbf.so" -Wl,--whole-archive "$static" -Wl,--no-whole-archive -Wl,--as-needed \
     -Wl,-z,relro,-z,now,-z,noexecstack -Wl,-soname,libvekbf.so.2 "$@" -lm 2>"$scratch/warnings"
 }
-check() { "$python" -B "$here/check_shared_object.py" --readelf "$readelf" "$scratch/libvekbf.so" >"$scratch/output" 2>&1; }
+check() { "$python" -B "$here/check_shared_object.py" --readelf "$readelf" --product vekbf \
+  --header "$source/include/vek_bf.h" "$scratch/libvekbf.so" >"$scratch/output" 2>&1; }
 finds() {
   word=$1
   shift

@@ -20,6 +20,7 @@ HOST = ROOT / "tests/packaging/consumers/host.c"
 DOCUMENT = "docs/integration.md"
 # Of VekBf_Run.
 LAG = 384
+STREAM_LIBRARY = LIBRARY.parent / LIBRARY.name.replace("libvekbf", "libvekbf-stream")
 
 
 class IntegrationTest(unittest.TestCase):
@@ -37,7 +38,7 @@ class IntegrationTest(unittest.TestCase):
     def run_c(self, text, main, *more, standard="c99"):
         """Compiles the block with a main function behind it, runs that and returns what it did."""
         (self.folder / "host.c").write_text(text + "\n" + main)
-        flags = [f"-std={standard}", *STRICT, f"-I{TREE}/include", f"-I{ROOT}/examples"]
+        flags = [f"-std={standard}", *STRICT, f"-I{TREE}/include"]
         self.run_here(
             "cc", *flags, "-o", "host", "host.c", *more, LIBRARY, f"-Wl,-rpath,{LIBRARY.parent}"
         )
@@ -79,11 +80,11 @@ int main(void) {
   for (i = 0; i < 2000; i++) in[i] = 4000;
   if (start() != 0) return 1;
   for (i = 0; i < 10; i++) on_period(in, out, 100 + (size_t)i);
-  stream_close(&stream);
+  VekStream_Close(stream);
   return out[50] > 3000 ? 0 : 2;
 }
 """
-        self.run_c(take(DOCUMENT, "on_period", "c"), main, ROOT / "examples/stream_adapter.c")
+        self.run_c(take(DOCUMENT, "on_period", "c"), main, STREAM_LIBRARY)
 
     def test_static_memory(self):
         main = """

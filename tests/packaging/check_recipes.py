@@ -11,22 +11,28 @@ import sys
 from pathlib import Path
 
 
+def check_symbols(root, product, package, major):
+    """The package's symbols are those that the library exports."""
+    symbols = (root / f"debian/{package}.symbols").read_text()
+    assert symbols.startswith(f"lib{product}.so.{major} {package} #MINVER#\n")
+    exported = set(re.findall(r"^    (Vek\w+);$", (root / f"cmake/{product}.map").read_text(), re.MULTILINE))
+    assert exported
+    node = f"{product.upper().replace('-', '_')}_{major}"
+    assert set(re.findall(r"^ (\w+)@(\w+) ", symbols, re.MULTILINE)) == {(n, node) for n in exported | {node}}
+
+
 def check_debian(root, version):
     debian = root / "debian"
     assert (debian / "changelog").read_text().startswith(f"vekbf ({version}) "), "version of debian/changelog"
     major = version.split(".")[0]
-    symbols = (debian / f"libvekbf{major}.symbols").read_text()
-    assert symbols.startswith(f"libvekbf.so.{major} libvekbf{major} #MINVER#\n")
-    exported = set(re.findall(r"^    (VekBf_\w+);$", (root / "cmake/vekbf.map").read_text(), re.MULTILINE))
-    assert len(exported) == 8, exported
-    node = f"VEKBF_{major}"
-    assert set(re.findall(r"^ (\w+)@(\w+) ", symbols, re.MULTILINE)) == {(n, node) for n in exported | {node}}
+    for product in ("vekbf", "vekbf-direction", "vekbf-stream"):
+        check_symbols(root, product, f"lib{product}{major}", major)
     licence = (root / "LICENSE").read_text().split("\n\n", 2)[2]
     copyright_file = (debian / "copyright").read_text().replace("\n .\n", "\n\n").replace("\n ", "\n")
     assert licence in copyright_file, "the licence in debian/copyright"
     control = (debian / "control").read_text()
     packages = re.findall(r"^Package: (.*)$", control, re.MULTILINE)
-    assert packages == [f"libvekbf{major}", "libvekbf-dev", "vekbf-tools", "python3-vekbf"], packages
+    assert packages == [f"libvekbf{major}", f"libvekbf-direction{major}", f"libvekbf-stream{major}", "libvekbf-dev", "vekbf-tools", "python3-vekbf"], packages
     assert "neon-support [armhf]" in control and "-mfpu=neon" in (debian / "rules").read_text()
 
 

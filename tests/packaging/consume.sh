@@ -21,8 +21,8 @@ fail() {
 libdir=$(dirname "$(find "$tree" -name libvekbf.so)")
 # What is linked, or found at run time, is the library of this tree and no other.
 of_this_tree() {
-  linked=$(ldd "$1" | sed -n 's/.*libvekbf\.so\.2 => \(.*\) (.*/\1/p')
-  [ "$(realpath "$linked")" = "$(realpath "$libdir/libvekbf.so.2")" ] || fail "$1 runs with '$linked'"
+  linked=$(ldd "$1" | sed -n "s/.*$2\\.so\\.2 => \\(.*\\) (.*/\\1/p")
+  [ "$(realpath "$linked")" = "$(realpath "$libdir/$2.so.2")" ] || fail "$1 runs with '$linked'"
 }
 
 find_it="-DCMAKE_PREFIX_PATH=$tree -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF"
@@ -32,7 +32,9 @@ case "$how" in
     cmake -G Ninja -S "$consumers/$how" -B "$scratch" $find_it
     cmake --build "$scratch" -j 1
     ctest --test-dir "$scratch" --output-on-failure --no-tests=error
-    of_this_tree "$scratch/host_c"
+    of_this_tree "$scratch/host_c" libvekbf
+    ! ldd "$scratch/host_stream_static" | grep vekbf || fail "the static host needs the shared library"
+    [ "$how" = find_package_c ] || of_this_tree "$scratch/host_stream" libvekbf-stream
     grep -qx "VekBf_DIR:PATH=$libdir/cmake/VekBf" "$scratch/CMakeCache.txt" || fail "found elsewhere"
     # Version 2 is neither 1 nor 3; any 2 up to the installed one will do.
     [ "$how" = find_package ] || exit 0
@@ -49,12 +51,17 @@ case "$how" in
   pkg_config)
     export PKG_CONFIG_LIBDIR="$libdir/pkgconfig"
     make -C "$scratch" -f "$consumers/$how/Makefile"
-    for host in host_c host_cpp; do
+    for host in host_c host_cpp host_stream; do
+      library=libvekbf
+      [ $host != host_stream ] || library=libvekbf-stream
       LD_LIBRARY_PATH="$libdir" "$scratch/$host" || fail "$host fails"
-      (export LD_LIBRARY_PATH="$libdir" && of_this_tree "$scratch/$host")
+      (export LD_LIBRARY_PATH="$libdir" && of_this_tree "$scratch/$host" "$library")
     done
-    [ "$(pkg-config --modversion vekbf)" = 2.0.0 ] || fail "not version 2.0.0"
-    ! pkg-config 'vekbf >= 3' || fail "satisfies version 3"
+    "$scratch/host_stream_static" || fail "host_stream_static fails"
+    for package in vekbf vekbf-stream; do
+      [ "$(pkg-config --modversion $package)" = 2.0.0 ] || fail "$package: not version 2.0.0"
+      ! pkg-config "$package >= 3" || fail "$package satisfies version 3"
+    done
     ;;
   sysroot)
     # The tree as the root of a device: paths are to be those of the device as the compiler of this machine sees them.

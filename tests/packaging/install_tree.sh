@@ -23,14 +23,28 @@ cmake --install "$build" --prefix "$scratch/installed" >"$scratch/log"
 cmake --install "$build" --prefix "$scratch/before" >>"$scratch/log"
 mv "$scratch/before" "$scratch/moved"
 
-# The library's files, whatever the folder for libraries is called here; programs and manuals are others' business.
+# The library's files, whatever the folder for libraries is called here; programs, manuals and
+# plug-ins are others' business.
 cd "$scratch/installed"
 libdir=$(dirname "$(find . -name libvekbf.so)")
 libdir=${libdir#./}
 type=$(find . -name 'VekBfTargets-*.cmake' | sed 's/.*VekBfTargets-//; s/\.cmake$//')
-find . \( -type f -o -type l \) -not -path './bin/*' -not -path './share/*' | sed 's,^\./,,' | sort >"$scratch/found"
+find . \( -type f -o -type l \) -not -path './bin/*' -not -path './share/*' -not -path './etc/*' \
+  -not -path '*/alsa-lib/*' -not -path '*/gstreamer-1.0/*' -not -path '*/ladspa/*' -not -path '*/lv2/*' \
+  -not -path '*/systemd/*' | sed 's,^\./,,' | sort >"$scratch/found"
 sort >"$scratch/wanted" <<FILES
 include/vek_bf.h
+include/vek_direction.h
+include/vek_stream.h
+$libdir/libvekbf-direction.a
+$libdir/libvekbf-direction.so
+$libdir/libvekbf-direction.so.2
+$libdir/libvekbf-direction.so.2.0.0
+$libdir/libvekbf-stream.a
+$libdir/libvekbf-stream.so
+$libdir/libvekbf-stream.so.2
+$libdir/libvekbf-stream.so.2.0.0
+$libdir/libvekbf.a
 $libdir/libvekbf.so
 $libdir/libvekbf.so.2
 $libdir/libvekbf.so.2.0.0
@@ -38,11 +52,15 @@ $libdir/cmake/VekBf/VekBfConfig.cmake
 $libdir/cmake/VekBf/VekBfConfigVersion.cmake
 $libdir/cmake/VekBf/VekBfTargets.cmake
 $libdir/cmake/VekBf/VekBfTargets-$type.cmake
+$libdir/pkgconfig/vekbf-direction.pc
+$libdir/pkgconfig/vekbf-stream.pc
 $libdir/pkgconfig/vekbf.pc
 FILES
 diff "$scratch/wanted" "$scratch/found" || fail "these files should not be there, or are missing"
 [ "$(readlink "$libdir/libvekbf.so.2")" = libvekbf.so.2.0.0 ] || fail "libvekbf.so.2 is no link to the library"
-cmp "$source/include/vek_bf.h" include/vek_bf.h || fail "the header is another"
+for header in vek_bf.h vek_direction.h vek_stream.h; do
+  cmp "$source/include/$header" "include/$header" || fail "$header is another"
+done
 
 # Nothing installed knows where it was built or installed.
 for path in "$source" "$build" "$scratch"; do

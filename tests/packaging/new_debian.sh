@@ -41,13 +41,13 @@ echo "== side by side"
 files=
 for arch in "$@"; do
   dpkg --print-architecture | grep -qx "$arch" || dpkg --add-architecture "$arch"
-  files="$files ./$(echo "$arch"/libvekbf2_*.deb) ./$(echo "$arch"/libvekbf-dev_*.deb)"
+  files="$files ./$(echo "$arch"/libvekbf2_*.deb) ./$(echo "$arch"/libvekbf-direction2_*.deb) ./$(echo "$arch"/libvekbf-stream2_*.deb) ./$(echo "$arch"/libvekbf-dev_*.deb)"
 done
 apt-get update -qq || echo "not all package lists could be renewed"
 # shellcheck disable=SC2086 # words are wanted
 apt-get install -y -qq --no-install-recommends $files >/dev/null
 for arch in "$@"; do
-  dpkg-query -W -f '${Package}:${Architecture} ${db:Status-Status}\n' "libvekbf2:$arch" "libvekbf-dev:$arch"
+  dpkg-query -W -f '${Package}:${Architecture} ${db:Status-Status}\n' "libvekbf2:$arch" "libvekbf-direction2:$arch" "libvekbf-stream2:$arch" "libvekbf-dev:$arch"
 done
 case " $* " in *" armhf "*) dpkg-query -W -f '${Package}:${Architecture} ${db:Status-Status}\n' neon-support:armhf ;; esac
 

@@ -371,7 +371,7 @@ int main(int argc, char** argv) {
   const uint64_t frames = seconds * vekbf::test::kRate / kStreams;
   for (uint64_t number = 0; number < kStreams; number++) {
     // Not a whole number of blocks.
-    vekbf::test::Play(number, seed).run(frames + number * 13 % 128);
+    vekbf::test::Play(number, seed).run(static_cast<size_t>(frames + number * 13 % 128));
   }
   std::printf("%llu s in %llu streams, seed %llu: no difference\n", seconds,
               static_cast<unsigned long long>(kStreams), seed);
