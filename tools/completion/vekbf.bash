@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Completion of vekbf for bash.
+# Completion of vekbf for bash, made by tools/tables/make_tables.py.
 
 _vekbf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} subcommand=none i
@@ -22,39 +22,44 @@ _vekbf() {
 
   local -A options=(
     [none]='--help --version'
-    [process]='--help --join --out-dir --config --channels --rate --raw-channels --array --mic --geometry
-      --sound-speed --force --algorithm --angle --angle-track --vad-threshold --intensity --pre-gain --keep-time
-      --find-pre-gain --json --verbose'
+    [process]='--help --join --out-dir --config --rate --raw-channels --array --mic --geometry --sound-speed
+      --force --channels --algorithm --intensity --vad-threshold --angle --angle-track --angle-start --sector
+      --hold --focus --pre-gain --keep-time --find-pre-gain --json --verbose'
     [geometry]='--help --config --array --mic --geometry --sound-speed --force --angle'
   )
 
+  # A value that is wrong for the subcommand does no harm: the option is not offered there.
   case $subcommand$before in
-    process--out-dir)
-      compopt -o filenames
-      mapfile -t COMPREPLY < <(compgen -d -- "$word")
-      return
-      ;;
-    process--config | process--angle-track | geometry--config)
+    none*) ;;
+    *--config | *--angle-track)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
-    process--geometry | geometry--geometry)
-      mapfile -t COMPREPLY < <(compgen -W 'linear triangle rectangle circular' -- "$word")
+    *--out-dir)
+      compopt -o filenames
+      mapfile -t COMPREPLY < <(compgen -d -- "$word")
       return
       ;;
-    process--algorithm)
-      mapfile -t COMPREPLY < <(compgen -W 'fixed adaptive' -- "$word")
-      return
-      ;;
-    process--array | geometry--array)
+    *--array)
       compopt -o nospace
       mapfile -t COMPREPLY < <(compgen -W 'line: square:' -- "$word")
       return
       ;;
-    process--channels | process--rate | process--raw-channels | *--mic | *--sound-speed | *--angle | \
-      process--vad-threshold | process--intensity | process--pre-gain)
-      # A number: nothing to offer.
+    *--geometry)
+      mapfile -t COMPREPLY < <(compgen -W 'linear triangle' -- "$word")
+      return
+      ;;
+    *--algorithm)
+      mapfile -t COMPREPLY < <(compgen -W 'fixed adaptive' -- "$word")
+      return
+      ;;
+    *--angle)
+      mapfile -t COMPREPLY < <(compgen -W 'auto' -- "$word")
+      return
+      ;;
+    *--rate | *--raw-channels | *--mic | *--sound-speed | *--channels | *--intensity | *--vad-threshold | \
+      *--angle-start | *--sector | *--hold | *--focus | *--pre-gain)
       COMPREPLY=()
       return
       ;;
@@ -62,12 +67,15 @@ _vekbf() {
 
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "${options[$subcommand]}" -- "$word")
-  elif [[ $subcommand == none ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'process geometry' -- "$word")
-  elif [[ $subcommand == process ]]; then
-    compopt -o filenames
-    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+    return
   fi
+  case $subcommand in
+    none) mapfile -t COMPREPLY < <(compgen -W 'process geometry' -- "$word") ;;
+    process)
+      compopt -o filenames
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      ;;
+  esac
 }
 
 complete -F _vekbf vekbf

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The README's list of options is the tool's, and its figures are those of the demonstration. What it shows otherwise is
-run by tests/documents."""
+"""The README's figures are those of the demonstration. Its table of options is made by tools/tables; what it shows
+otherwise is run by tests/documents."""
 
 import os
 import re
@@ -13,16 +13,6 @@ from support import TOOL, ToolTest
 
 ROOT = Path(__file__).resolve().parents[2]
 README = (ROOT / "README.md").read_text()
-
-
-class OptionsTest(ToolTest):
-    def test_every_option_is_listed_with_its_default(self):
-        text = self.run_tool("process", "--help").stdout
-        offered = set(re.findall(r"--[a-z-]+", text)) - {"--help"}
-        listed = dict(re.findall(r"^\| `(--[a-z-]+)[^|]*\|[^|]*\| ([^|]+) \|$", README, re.MULTILINE))
-        self.assertEqual(set(listed), offered)
-        for option in ("--geometry", "--algorithm", "--angle", "--sound-speed", "--vad-threshold", "--intensity"):
-            self.assertEqual(listed[option].strip("`"), re.search(rf"{option} [^\s=]+=(\S+)", text)[1])
 
 
 class FiguresTest(ToolTest):

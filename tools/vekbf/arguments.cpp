@@ -44,13 +44,21 @@ void declare(CLI::App& command, const Option& option, Given& given) {
   if (!option.initial.empty()) declared->default_str(option.initial);
 }
 
-CLI::App* add_command(CLI::App& app, const std::string& name, const std::string& purpose,
-                      Commands bit, Given& given) {
-  CLI::App* const command = app.add_subcommand(name, purpose);
+CLI::App* add_command(CLI::App& app, const Command& command, Given& given) {
+  CLI::App* const added = app.add_subcommand(command.name, command.purpose);
+  added->footer("Example: " + command.example);
   for (const Option& option : option_table()) {
-    if ((option.commands & bit) != 0) declare(*command, option, given);
+    if ((option.commands & command.bit) != 0) declare(*added, option, given);
   }
-  return command;
+  if (command.bit == kProcess) {
+    added
+        ->add_option("IN.wav OUT.wav", given.files,
+                     "Recording (WAV, one channel per microphone) and result (16-bit mono WAV, as "
+                     "long as the input and lined up with it); - is raw s16le on standard input or "
+                     "output")
+        ->type_name("");
+  }
+  return added;
 }
 
 // The array is described once on a command line; over a file of options it wins as a whole.
@@ -176,19 +184,10 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   app.set_version_flag("--version", "vekbf " VEKBF_VERSION);
   app.require_subcommand(1);
   Given given;
-  CLI::App* const process = add_command(
-      app, "process", "Turn a multichannel recording into one beamformed signal", kProcess, given);
-  process
-      ->add_option("IN.wav OUT.wav", given.files,
-                   "Recording (WAV, one channel per microphone) and result (16-bit mono WAV, as "
-                   "long as the input and lined up with it); - is raw s16le on standard input or "
-                   "output")
-      ->type_name("");
-  process->footer("Example: vekbf process meeting.wav clean.wav --array line:4:80mm --angle 60");
-  CLI::App* const geometry = add_command(
-      app, "geometry", "Draw an array, its angles, and what the library makes of the coordinates",
-      kGeometry, given);
-  geometry->footer("Example: vekbf geometry --array line:4:35mm --angle 60");
+  std::map<Commands, CLI::App*> commands;
+  for (const Command& command : command_table()) {
+    commands[command.bit] = add_command(app, command, given);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& request) {
@@ -199,7 +198,8 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
-  return make_arguments(geometry->parsed() ? Subcommand::geometry : Subcommand::process, given);
+  return make_arguments(commands[kGeometry]->parsed() ? Subcommand::geometry : Subcommand::process,
+                        given);
 }
 
 }  // namespace vekbf_tool

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
-#include <algorithm>
 #include <map>
 
 #include "settings.h"
@@ -11,28 +10,45 @@ namespace vekbf_tool {
 
 namespace {
 
-// What the manual says beside the companion's one line.
-const std::map<std::string, std::string>& details() {
-  static const std::map<std::string, std::string> all = {
+// What stands beside the companion's one line of help.
+struct Beside {
+  std::string brief;
+  std::string details;
+  unsigned commands = kProcess;
+};
+
+const std::map<std::string, Beside>& beside() {
+  constexpr unsigned kBoth = kProcess | kGeometry;
+  static const std::map<std::string, Beside> all = {
+      {"array", {"Shape of the array", "", kBoth}},
+      {"mic", {"Position x,y of a microphone in metres", "", kBoth}},
+      {"mics", {"", "", kFilesOnly}},  // what --mic is on the command line
       {"geometry",
-       "With linear, y is not read. With triangle no coordinate but x of the first microphone is "
-       "read. rectangle and circular have no steering in the library and are refused without "
-       "--force."},
-      {"force", "The fixed beamformer then gives silence."},
-      {"channels", "All of them unless this is given."},
-      {"vad-threshold", "Of the adaptive beamformer."},
-      {"angle", "A whole number."},
-      {"angle-track", "See FILES."},
+       {"Kind of array",
+        "With linear, y is not read; with triangle, no coordinate but x of the first microphone. "
+        "rectangle and circular have no steering in the library and are refused without --force.",
+        kBoth}},
+      {"sound-speed", {"Metres per second", "", kBoth}},
+      {"force",
+       {"Take a rectangle or a circle all the same", "The fixed beamformer then gives silence.",
+        kBoth}},
+      {"channels",
+       {"Channels to take, in microphone order", "All of them unless this is given.", kProcess}},
+      {"algorithm", {"Kind of beamformer", "", kProcess}},
+      {"intensity", {"Strength of the gate, 0 to 10", "", kProcess}},
+      {"vad-threshold", {"Detector threshold, 0 to 1", "It changes no sample.", kProcess}},
+      {"angle", {"Direction of the talker in degrees", "", kBoth}},
+      {"angle-start", {"Direction until a talker was heard", "", kProcess}},
+      {"sector", {"Degrees between which a talker is followed", "", kProcess}},
+      {"hold", {"Sound that a talker elsewhere needs, in seconds", "", kProcess}},
+      {"focus", {"How much softer a talker may be, in dB", "", kProcess}},
+      {"angle-track",
+       {"Angles that change with time",
+        "Before the first time the angle is that of --angle. See FILES.", kProcess}},
+      {"pre-gain", {"Gain in dB before the rounding to 16 bits", "", kProcess}},
+      {"keep-time", {"Let time go on through digital silence", "", kProcess}},
   };
   return all;
-}
-
-unsigned commands_of(const std::string& setting) {
-  if (setting == "mics") return kFilesOnly;  // what --mic is on the command line
-  static const std::vector<std::string> ofArray = {"array", "mic",         "mics", "geometry",
-                                                   "force", "sound-speed", "angle"};
-  const bool both = std::find(ofArray.begin(), ofArray.end(), setting) != ofArray.end();
-  return both ? kProcess | kGeometry : kProcess;
 }
 
 Option option_of(const VekStreamKey& key, const Settings& defaults) {
@@ -41,44 +57,62 @@ Option option_of(const VekStreamKey& key, const Settings& defaults) {
   option.values = key.values;
   option.initial = defaults.text(key.name);
   option.help = key.help;
-  const auto more = details().find(option.name);
-  if (more != details().end()) option.details = more->second;
-  option.commands = commands_of(option.name);
+  const auto more = beside().find(option.name);
+  if (more != beside().end()) {
+    option.brief = more->second.brief;
+    option.details = more->second.details;
+    option.commands = more->second.commands;
+  }
   option.ofStream = true;
   return option;
 }
 
 std::vector<Option> make_table() {
   std::vector<Option> table = {
-      {"join", "yes|no", "no", "All files but the last are mono, one per microphone, in order", ""},
-      {"out-dir", "DIR", "",
+      {"join", "yes|no", "no", "All files but the last are mono, one per microphone",
+       "All files but the last are mono, one per microphone, in order", ""},
+      {"out-dir", "DIR", "", "Folder for the results of several recordings",
        "All files are recordings; the results go into this folder under the same names",
        "They are processed in parallel."},
-      {"config", "FILE", "", "File of options, one per line: angle = 60; the command line wins",
-       "See FILES. The file may hold options of any subcommand.", kProcess | kGeometry},
-      {"rate", "HERTZ", "", "Sample rate of raw input, 8000 to 48000",
+      {"config", "FILE", "", "Take options from a file",
+       "File of options, one per line: angle = 60; the command line wins", "See FILES.",
+       kProcess | kGeometry},
+      {"rate", "HERTZ", "", "Sample rate of raw input", "Sample rate of raw input, 8000 to 48000",
        "Needed there, and wrong elsewhere: a WAV file names its own."},
-      {"raw-channels", "N", "", "Channels of raw input, unless it has one per microphone", ""},
+      {"raw-channels", "N", "", "Channels of raw input",
+       "Channels of raw input, unless it has one per microphone", ""},
   };
   const Settings defaults;
   for (std::size_t i = 0; const VekStreamKey* key = VekStream_Key(i); i++) {
     table.push_back(option_of(*key, defaults));
   }
-  table.insert(table.end(),
-               {{"find-pre-gain", "yes|no", "no",
-                 "Where the output wraps around: try lower gains in steps of 3 dB, down to -24 dB, "
-                 "and name the first without; reads the recording anew for each",
-                 "What comes out of a pipe cannot be read again."},
-                {"json", "yes|no", "no",
-                 "Report each finished file in a line of JSON on standard output, or on standard "
-                 "error where standard output carries the result",
-                 "See JSON REPORT."},
-                {"verbose", "yes|no", "no",
-                 "Show the settings in force and what was counted on standard error", ""}});
+  table.insert(
+      table.end(),
+      {{"find-pre-gain", "yes|no", "no", "Look for a gain without wraps",
+        "Where the output wraps around: try lower gains in steps of 3 dB, down to -24 dB, and name "
+        "the first without; reads the recording anew for each",
+        "What comes out of a pipe cannot be read again."},
+       {"json", "yes|no", "no", "Report in a line of JSON",
+        "Report each finished file in a line of JSON on standard output, or on standard error "
+        "where standard output carries the result",
+        "See JSON REPORT."},
+       {"verbose", "yes|no", "no", "Show settings and counts",
+        "Show the settings in force and what was counted on standard error", ""}});
   return table;
 }
 
 }  // namespace
+
+const std::vector<Command>& command_table() {
+  static const std::vector<Command> table = {
+      {kProcess, "process", "Turn a multichannel recording into one beamformed signal",
+       "vekbf process meeting.wav clean.wav --array line:4:80mm --angle 60", true},
+      {kGeometry, "geometry",
+       "Draw an array, its angles, and what the library makes of the coordinates",
+       "vekbf geometry --array line:4:35mm --angle 60", false},
+  };
+  return table;
+}
 
 const std::vector<Option>& option_table() {
   static const std::vector<Option> table = make_table();

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -14,7 +15,16 @@
 
 namespace vekbf_tool {
 
-static_assert(std::endian::native == std::endian::little, "raw samples are taken as they lie");
+namespace {
+
+// From little-endian to the machine's order, or back.
+std::int16_t in_order(std::int16_t sample) {
+  if constexpr (std::endian::native == std::endian::little) return sample;
+  const auto bits = static_cast<std::uint16_t>(sample);
+  return static_cast<std::int16_t>(bits << 8 | bits >> 8);
+}
+
+}  // namespace
 
 RawInput::RawInput(int descriptor, int channels, int sampleRate)
     : descriptor_(descriptor), channels_(channels), sampleRate_(sampleRate) {}
@@ -41,12 +51,14 @@ std::size_t RawInput::read(double* samples, std::size_t frames) {
         counted(static_cast<long long>(have % frameBytes), "byte") + " are left out");
   }
   const std::size_t whole = have / frameBytes;
-  for (std::size_t i = 0; i < whole * width; i++) samples[i] = samples_[i] / 32768.0;
+  for (std::size_t i = 0; i < whole * width; i++) samples[i] = in_order(samples_[i]) / 32768.0;
   return whole;
 }
 
 void RawOutput::write(const std::int16_t* samples, std::size_t count) {
-  if (!write_all(descriptor_, samples, count * sizeof samples[0], finish_interrupted())) {
+  bytes_.resize(count);
+  std::transform(samples, samples + count, bytes_.begin(), in_order);
+  if (!write_all(descriptor_, bytes_.data(), count * sizeof bytes_[0], finish_interrupted())) {
     throw Interruption("interrupted: what is done so far is in " + finish_interrupted());
   }
 }

@@ -34,6 +34,7 @@ class RawOutput : public Sink {
 
  private:
   int descriptor_;
+  std::vector<std::int16_t> bytes_;  // in little-endian order
 };
 
 }  // namespace vekbf_tool
