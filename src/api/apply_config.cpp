@@ -31,8 +31,8 @@ void create_states(Instance* instance, float threshold) {
 }
 
 void fill_placement(Instance* instance) {
-  // Deliberately a quarter turn per microphone for every geometry but the line, the triangle
-  // included: the angles belong to the index of a microphone, not to the shape of the array.
+  // bit-exact contract: a quarter turn per microphone for every geometry but the line, the triangle
+  // included. The angle belongs to the index of a microphone, not to the shape of the array.
   constexpr float kQuarterTurns[kMaxMics] = {0.0f, 1.5707964f, 3.1415927f, 4.712389f};
   const bool line = instance->geometry == VEK_BF_UNIFORM_LINEAR_ARRAY;
   for (int m = 0; m < row_count(*instance); ++m) {
@@ -75,8 +75,8 @@ void reset_adaptation(Instance* instance) {
   clear(instance->refBeam);
   clear(instance->cancelSum);
   clear(instance->outBeam);
-  // blockWeights deliberately stay: what was learnt about the array outlives a new threshold or
-  // intensity. Only VekBf_Init clears them.
+  // bit-exact contract: blockWeights stay, because the array does not change with the threshold or
+  // the intensity. Only VekBf_Init clears them.
 }
 
 }  // namespace

@@ -23,13 +23,13 @@ ConfigFault first_fault(const Instance& instance, const VekBfConfig& config) {
   }
   // No lower bound: an array without microphones is accepted and gives silence.
   if (instance.micNum > kMaxMics) return {VEK_BF_ERR_MIC_NUM, "Invalid Microphone numbers"};
-  // Deliberately the message of the line above: hosts tell the two apart by their codes, and match
-  // on this text.
+  // The message is the one of micNum on purpose: hosts match on this text, and tell the two faults
+  // apart by their codes.
   if (static_cast<uint32_t>(instance.geometry) > VEK_BF_UNIFORM_CIRCULAR_ARRAY) {
     return {VEK_BF_ERR_GEOMETRY, "Invalid Microphone numbers"};
   }
-  // Two ordered comparisons, so that a threshold that is not a number passes: no probability is
-  // above it, and the detector never decides for speech.
+  // NaN deliberately passes: every comparison with it is false, so the detector never reports
+  // speech.
   if (config.vadThreshold > 1.0f || config.vadThreshold < 0.0f) {
     return {VEK_BF_ERR_VAD_THRESHOLD, "Invalid Vad Threshold"};
   }

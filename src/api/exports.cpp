@@ -72,7 +72,7 @@ uint32_t VekBf_GetConfig(VekBfHandle handle) {
   } else {
     vekbf::print_report(*handle);
   }
-  // Deliberately success even without a handle: a report has nothing to fail for its caller.
+  // Success even without a handle, unlike the other functions: part of the interface.
   return VEK_BF_OK;
 }
 

@@ -7,8 +7,8 @@ namespace vekbf {
 
 namespace {
 
-// The stride is a constant of each instance, so that compilers turn the loop into the vector unit's
-// own de-interleaving loads and conversions.
+// The stride is a constant of each instance of the template, so that compilers use the
+// de-interleaving loads and conversions of the vector unit.
 template <int kStride>
 void take_every(float* samples, const int16_t* in) {
   for (int t = 0; t < kHopSize; ++t) samples[t] = static_cast<float>(in[t * kStride]);
@@ -17,9 +17,8 @@ void take_every(float* samples, const int16_t* in) {
 }  // namespace
 
 bool is_zero_block(const int16_t* in) {
-  // Deliberately a wrapping sum over the first 128 values whatever the number of channels: eight
-  // additions per instruction and one constant amount of work. A block whose squares add up to a
-  // multiple of 2^32 is taken for a zero block too.
+  // bit-exact contract: a sum modulo 2^32 over the first 128 values, whatever the number of
+  // channels. A block whose squares add up to a multiple of 2^32 counts as a zero block too.
   uint32_t sum = 0;
   for (int i = 0; i < kHopSize; ++i) sum += static_cast<uint32_t>(int32_t{in[i]} * int32_t{in[i]});
   return sum == 0;

@@ -48,8 +48,8 @@ void gate_reference(Complex* reference, const Complex* beam, const float* presen
 }
 
 // Takes the reference out of one microphone, x - w r, and adds what is left to the canceller's
-// sums, which run in the order of the microphones. bit-exact contract: the products of the real
-// part join it one after the other.
+// sums. bit-exact contract: the sums run in the order of the microphones, and the products of the
+// real part are added to it one after the other.
 template <class V>
 [[gnu::noinline]] void block_and_cancel(Complex* output, Complex* sum, float* power_sum,
                                         const Complex* input, const Complex* weights,

@@ -58,8 +58,8 @@ void compute_steering(Instance* instance, int32_t angle) {
                        i.soundSpeed);
       break;
     default:
-      // Deliberately bare and in every frame: a configuration accepts these shapes, so what runs
-      // is an array without a beam.
+      // A configuration accepts these shapes; the beam is then silent. The line is bare and comes
+      // with every frame: part of the interface.
       log_bare("Invalid microphone array geometry!");
       return;
   }

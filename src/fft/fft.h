@@ -47,10 +47,10 @@ FftState* fft_lay_out(void* memory, const FftInitParams& params);
 // left alone.
 void do_fft(FftState* state, float* in, float* out, int32_t direction);
 
-// The two directions without copies on the side of the caller. Both return false, with the log line
-// of do_fft and nothing written, for a state that it refuses. The forward one leaves `frame` alone,
-// and the windowed samples go to a place of their own. As in do_fft, the result of a size that the
-// engine cannot transform is not written.
+// The two directions without copies by the caller. Both return false, with the log line of do_fft
+// and nothing written, for a state that do_fft refuses. The forward one leaves `frame` alone and
+// writes the windowed samples to `windowed`. As in do_fft, the result of a size that the engine
+// cannot transform is not written.
 bool fft_analyse(FftState* state, const float* frame, float* windowed, float* bins);
 bool fft_synthesise(FftState* state, const float* bins, float* frame);
 

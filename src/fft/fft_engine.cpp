@@ -7,8 +7,8 @@ namespace {
 
 using namespace vekbf::fft;
 
-// The lines of twiddles belong to radix 4 behind a first pass of radix 4 or 8. Lists of other
-// radices exist, and the transform deliberately does not know them.
+// True for lists that end in radix 4 or 8 and have radix 4 before it: the twiddles of a plan belong
+// to these. fft_factor makes lists of other radices too, which the transform refuses.
 bool has_known_stages(const ComplexFftConfig& config) {
   if (config.factors == nullptr || config.twiddles == nullptr) return false;
   const int32_t stages = config.factors[0];

@@ -53,8 +53,8 @@ Complex unit_at(float phase) {
   return {value.re.v[0], -value.im.v[0]};
 }
 
-// One line per stage but the first one executed, in the order of execution. The products of the
-// phase are rounded one by one in this grouping: the last bits of the table depend on it.
+// One line per stage but the first one executed, in the order of execution. bit-exact contract: the
+// products of the phase are rounded one by one in this grouping.
 void fill_stage_twiddles(RealFftPlan* plan) {
   const float reciprocal = 1.0f / static_cast<float>(plan->ncfft);
   int32_t fstride = plan->factors[1];

@@ -15,8 +15,8 @@ constexpr double kTwoPi = 6.283185307179586;
 
 enum WindowType : int32_t { kPowerHann = 0, kHamming = 1, kHann = 2, kRectangular = 3 };
 
-// Deliberately always symmetric, whatever the other two do: its users expect both ends at zero. The
-// division comes before the product here and after it below; the last bits depend on that.
+// bit-exact contract: always symmetric, with both ends at zero, unlike the other two. The division
+// comes before the product here and after it below; the last bits depend on that.
 double power_hann(int32_t i, int32_t count) {
   const double step = kTwoPi / static_cast<double>(count - 1);
   return std::pow((1.0 - std::cos(step * i)) * 0.5, 0.85);
@@ -50,7 +50,7 @@ void fill_window(float* window, float* window_sq, int32_t count, int32_t type, b
         w = 1.0;
         break;
       default:
-        // Deliberately once per point, and deliberately no failure: the state is usable and silent.
+        // One line per point and no failure: the state is usable and gives silence.
         log_line(Severity::kError, "fft_init", "Error window type");
         break;
     }

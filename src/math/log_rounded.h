@@ -9,9 +9,9 @@
 // Error: at most half a unit of 2^-53 each from the sum e log 2 - log c, whose first constant has
 // so few bits that its product with e is exact, and from the final addition (relative to the
 // result where that sum is zero); next term r^7/7 < 1e-16, and 2e-16 in all. That does not prove
-// the rounded float; log_slow_test compares every float of the domain with the library function.
-// A correctly rounded logarithm would not do: the library's double lies on the other side of a
-// midpoint once.
+// the rounded float; log_rounded_slow_test compares every float of the domain with the library
+// function. A correctly rounded logarithm would not do: the library's double lies on the other side
+// of a midpoint once.
 #pragma once
 
 #include <cstddef>

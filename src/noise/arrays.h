@@ -12,7 +12,7 @@
 
 namespace vekbf {
 
-// Releasing a null array is allowed: an array whose turn had not come when memory ran out.
+// Null arrays are allowed: those that were not yet allocated when memory ran out.
 template <class State, size_t Count>
 void free_arrays(State* state, float* State::*const (&arrays)[Count]) {
   for (float* State::*array : arrays) {

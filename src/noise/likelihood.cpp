@@ -57,9 +57,9 @@ struct ByLibrary {
   }
 };
 
-// Three passes, each short enough for a processor to overlap several groups of bins. They take what
-// they need out of the record first: a compiler must expect it to change with every vector that is
-// stored.
+// Three passes, each short enough for a processor to overlap several groups of bins. Each copies
+// what it needs of the record into local variables: a store of floats could change the record, as
+// far as a compiler knows.
 
 void signal_to_noise(VadState& state, const float* power, const float* noise) {
   const float smoothing = state.snrSmoothing;
@@ -82,8 +82,8 @@ void signal_to_noise(VadState& state, const float* power, const float* noise) {
     const V gamma = select(greater_equal(snrMin, below), snrMin, below);
     gamma.store(postSnr + k);
 
-    // Both terms take this frame's ratio, where the decision-directed estimate would take the
-    // previous frame's speech power for the second: deliberate.
+    // bit-exact contract: both terms take this frame's ratio. (The decision-directed estimate would
+    // take the previous frame's speech power for the second one.)
     const V excess = gamma - one;
     excess.store(postSnrMinusOne + k);
     const V xi = plus_product(V::splat(smoothingComp) * excess, V::splat(smoothing), gamma);
@@ -103,7 +103,7 @@ void log_likelihoods(VadState& state) {
     const V xi_plus_1 = V::load(prioriSnr + k) + V::splat(1.0f);
     const V likelihood = V::load(scaledSnr + k) - Functions::logarithm(xi_plus_1);
     likelihood.store(binLogLikelihood + k);
-    // In the order of the bins: a sum by lanes would round differently.
+    // bit-exact contract: summed in the order of the bins, not lane by lane.
     for (int i = 0; i < V::kLanes; ++i) sum += binLogLikelihood[k + i];
   });
   state.meanLogLikelihood = sum / static_cast<float>(state.binCount);

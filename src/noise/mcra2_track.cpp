@@ -12,11 +12,11 @@ inline namespace VEKBF_TARGET {
 
 namespace {
 
-// Where a smoothed power is smaller than this and not zero, subnormals may follow from it.
+// A smoothed power below this, but for zero, may lead to subnormals.
 constexpr float kTinyPower = 0x1p-60f;
 
-// True if a bin's new and old power are both that small, and not both zero. By their
-// representations, which are in the order of the numbers, as powers are not negative.
+// True if a bin's new and old power are both that small, and not both zero. Compares
+// representations, whose order is that of the numbers, because powers are not negative.
 [[maybe_unused]] bool any_tiny(const float* power, const float* smooth, int32_t count) {
   uint32_t least = UINT32_MAX;  // of bits - 1: 0 wraps to UINT32_MAX, so that zeros are ignored
   for (int32_t k = 0; k < count; ++k) {
@@ -48,7 +48,7 @@ void mcra2_track(Mcra2State& state, const float* power) {
     smooth.store(state.smoothPower + k);
     smooth.store(state.prevSmoothPower + k);
 
-    // The minimum creeps up by its look-ahead rule and falls at once.
+    // The minimum rises by its look-ahead rule and falls to a lower power at once.
     const V prevMin = V::load(state.prevMinPower + k);
     const V creeping = V::splat(state.gamma) * prevMin +
                        (smooth - V::splat(state.beta) * prevSmooth) * V::splat(rise);
@@ -56,7 +56,7 @@ void mcra2_track(Mcra2State& state, const float* power) {
     minimum.store(state.minPower + k);
     minimum.store(state.prevMinPower + k);
 
-    // Not-a-number, 0/0 in a silent bin, is no speech.
+    // 0/0 in a silent bin is not-a-number and compares false: no speech.
     const V ratio = smooth / minimum;
     ratio.store(state.powerRatio + k);
     const auto speech = greater(ratio, V::load(state.delta + k));
@@ -69,13 +69,13 @@ void mcra2_track(Mcra2State& state, const float* power) {
     const V factor = V::splat(state.alphaD) + V::splat(alphaDComp) * prob;
     factor.store(state.smoothFactor + k);
 
-    // From the smoothed power, deliberately: the estimate is calmer than one from the raw input.
+    // bit-exact contract: the noise follows the smoothed power, not the input.
     const V noise = factor * V::load(state.noisePower + k) + (one - factor) * smooth;
     noise.store(state.noisePower + k);
   };
 
-  // The ratio of two tiny powers decides on speech like any other, so that a unit that flushes them
-  // would decide otherwise: there, such a frame goes bin by bin.
+  // The ratio of two tiny powers decides on speech like any other. A vector unit that flushes them
+  // would decide otherwise, so such a frame goes through the scalar unit.
   if constexpr (simd::kFlushesSubnormals<simd::Widest>) {
     if (any_tiny(power, state.prevSmoothPower, state.binCount)) {
       for (int32_t k = 0; k < state.binCount; ++k) track_bins(simd::f32x1{}, k);

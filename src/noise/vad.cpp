@@ -124,7 +124,7 @@ void vad_free(VadState* state) {
     log_line(Severity::kError, "vad_free", "Vad handle is NULL");
     return;
   }
-  // A detector without an estimator is released without the estimator's own complaint.
+  // mcra2_free would print a line for null.
   if (state->mcra != nullptr) mcra2_free(state->mcra);
   free_arrays(state, kArrays);
   free(state);

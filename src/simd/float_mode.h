@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The floating-point mode that every result is stated for: round to nearest, subnormals kept,
-// exceptions masked. A host may have set another for its own arithmetic; hosts of audio often flush
-// subnormals, and a program that was linked with -ffast-math does so without knowing.
-//
-// (The vector unit of 32-bit ARM flushes in every mode: docs/numerics.md.)
+// bit-exact contract: results are stated for round to nearest, subnormals kept, exceptions masked.
+// A host may have set another mode: audio hosts often flush subnormals, and a program that was
+// linked with -ffast-math does so without knowing. (The vector unit of 32-bit ARM flushes in every
+// mode: docs/numerics.md.)
 #pragma once
 
 #include <cstdint>

@@ -6,35 +6,35 @@
 // Operations are element-wise, so lane order never matters.
 //
 // A lane type V of floats has
-//   V::kLanes, V::load(p), V::splat(x), v.store(p)         no alignment needed
-//   a + b, a - b, a * b, a / b                             IEEE single, each rounded
-//   plus_product(a, b, c), minus_product(a, b, c)          a + b * c, a - b * c, b * c rounded
-//   greater(a, b), greater_equal(a, b) -> V::Mask          false for not-a-number
-//   select(mask, a, b)                                     a where the mask is set, else b
-//   any(mask), any_nan(v)                                  true for one lane or more
-//   V::load_pairs(p), store_pairs(p, c)                    complex values, split into re and im
-//   V::copy_pairs(to, from)                                copies, and gives what was copied
-//   load_columns(base, offsets, a, b, c, d)                lane i: the four floats at base +
-//   offsets[i] reciprocal_two_step(d)                                 see base/reciprocal.h
-//   reciprocal_estimate(d)                                 its table estimate alone
-//   add_truncated(sums, v)                                 int16: sums[i] += saturated v[i], wraps
-//   reverse(v)                                             last lane first
-//   interleave(a, b), interleave(a, b, c, d)               a0 b0 a1 b1 ..., a0 b0 c0 d0 a1 b1 ...
-//   interleave<n>(...)                                     the same with blocks of n lanes, n <
-//   V::kLanes deinterleave(a, b)                                     undoes interleave
+//   V::kLanes, V::load(p), V::splat(x), v.store(p)    no alignment needed
+//   a + b, a - b, a * b, a / b                        IEEE single, each rounded
+//   plus_product(a, b, c), minus_product(a, b, c)     a + b * c, a - b * c, b * c rounded
+//   greater(a, b), greater_equal(a, b) -> V::Mask     false for not-a-number
+//   select(mask, a, b)                                a where the mask is set, else b
+//   any(mask), any_nan(v)                             true for one lane or more
+//   V::load_pairs(p), store_pairs(p, c)               complex values, split into re and im
+//   V::copy_pairs(to, from)                           copies, and returns what was copied
+//   load_columns(base, offsets, a, b, c, d)           lane i: four floats at base + offsets[i]
+//   reciprocal_two_step(d), reciprocal_estimate(d)    see base/reciprocal.h
+//   add_truncated(sums, v)                            int16 sums[i] += saturated v[i], wraps
+//   reverse(v)                                        last lane first
+//   interleave(a, b), interleave(a, b, c, d)          a0 b0 a1 b1 ..., a0 b0 c0 d0 a1 b1 ...
+//   interleave<n>(...)                                with blocks of n lanes, n < V::kLanes
+//   deinterleave(a, b)                                undoes interleave
 // Integers of 32 bits beside it, for table indices and exponents:
-//   bits_of(v), float_of_bits(i)                           the representation of a float, and back
-//   i - j, i & j, shifted_left<n>(i), shifted_right<n>(i)  the latter fills with zeros
-//   to_float(i)                                            conversion of small whole numbers
-//   same_bits(v, w)                                        true if all lanes have the same
-//   representation i.store(p), I::splat(x) offsets_of(i, out) the low 16 bits of each lane, as
-//   table offsets
+//   bits_of(v), float_of_bits(i)                      the representation of a float, and back
+//   i - j, i & j                                      the difference wraps
+//   shifted_left<n>(i), shifted_right<n>(i)           the latter fills with zeros
+//   to_float(i)                                       conversion of small whole numbers
+//   same_bits(v, w)                                   true if all lanes are represented alike
+//   i.store(p), I::splat(x)
+//   offsets_of(i, out)                                the low 16 bits of each lane
 // Doubles beside it, for kernels that need the precision on the way:
-//   widen(v), narrow(w)                                    conversions, the latter rounded
-//   narrow_small(w)                                        the same, where many results are
-//   subnormal a + b, a - b, a * b, a / b, square_root(a), W::splat(x) load_columns(base, offsets,
-//   first, second)             lane i: the two doubles at base + offsets[i]
-// Local variables of doubles are deliberately not const: gcc 12 does not take a constant record
+//   widen(v), narrow(w)                               conversions, the latter rounded
+//   narrow_small(w)                                   the same, where many results are subnormal
+//   a + b, a - b, a * b, a / b, square_root(a), W::splat(x)
+//   load_columns(base, offsets, first, second)        lane i: two doubles at base + offsets[i]
+// Local variables of doubles are not const on purpose: gcc 12 does not take a constant record
 // apart, and leaves it in memory.
 #pragma once
 
@@ -67,7 +67,7 @@ using Widest = portable::f32xN<VEKBF_PORTABLE_LANES>;
 using Widest = f32x4;
 #endif
 
-// The first kBlock values, as often as they fit.
+// The first kBlock values, repeated to fill all lanes.
 template <class V, int kBlock>
 [[gnu::always_inline]] inline Pairs<V> load_repeated(const Complex* p) {
   Complex values[V::kLanes];
@@ -75,9 +75,8 @@ template <class V, int kBlock>
   return V::load_pairs(values);
 }
 
-// Calls body(V{}, i) for i = 0, V::kLanes, ... as long as a whole group is left, then for each
-// index that is left with the one-lane type, so that a formula is written once: `using V =
-// decltype(lane)` inside a generic lambda.
+// Calls body(V{}, i) for each whole group of lanes, then body(f32x1{}, i) for each index that is
+// left over. A formula is then written once, in a generic lambda with `using V = decltype(lane)`.
 template <class V = Widest, class Body>
 inline void for_each_lane(int count, Body&& body) {
   int i = 0;

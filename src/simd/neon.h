@@ -56,8 +56,8 @@ inline f32x4 minus_product(f32x4 a, f32x4 b, f32x4 c) {
 #endif
 }
 
-// The 32-bit unit has no vector division; its step-by-step one would not be exact. The scalar unit
-// sees the first eight vector registers as its own, which the compiler makes no use of.
+// The 32-bit unit has no vector division, and its reciprocal steps would not be exact. The scalar
+// unit divides in the first vector registers, which are its own too.
 inline f32x4 operator/(f32x4 a, f32x4 b) {
 #if defined(__aarch64__)
   return {vdivq_f32(a.v, b.v)};
@@ -118,8 +118,8 @@ inline f32x4 reverse(f32x4 a) {
   return {vcombine_f32(vget_high_f32(swapped), vget_low_f32(swapped))};
 }
 
-// gcc 12 moves vectors about, some by way of the stack, to give the intrinsics of the next three
-// operations neighbouring registers; these instructions need none.
+// For the intrinsics of the next three operations gcc 12 moves vectors to neighbouring registers,
+// some by way of the stack; the instructions need none.
 
 inline void interleave(f32x4& a, f32x4& b) {
 #if !defined(__aarch64__) && !defined(__clang__)
@@ -202,8 +202,8 @@ inline Pairs<f32x4> f32x4::copy_pairs(Complex* to, const Complex* from) {
   return {{both.val[0]}, {both.val[1]}};
 }
 
-// gcc 12 moves the two vectors about before it has them in neighbouring registers: it is told
-// which.
+// The instruction wants neighbouring registers. Unless it is told which, gcc 12 moves both vectors
+// first.
 inline void store_pairs(Complex* p, Pairs<f32x4> c) {
 #if !defined(__aarch64__) && !defined(__clang__)
   struct Group {
@@ -326,8 +326,8 @@ struct f64x4 {
   return {std::sqrt(x.a), std::sqrt(x.b), std::sqrt(x.c), std::sqrt(x.d)};
 }
 
-// The compiler goes through memory or core registers between the two units; the scalar unit reads
-// and writes the first vector registers directly.
+// The scalar unit reads and writes the first vector registers directly; the compiler would go
+// through memory or core registers.
 [[gnu::always_inline]] inline f64x4 widen(f32x4 x) {
 #if defined(__clang__)
   float v[4];
