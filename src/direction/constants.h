@@ -19,6 +19,7 @@ struct Constants {
   float levelFade;          // of the loudest level of late, per update
   int32_t transformsPerUpdate;
   int32_t lateLag;             // transforms after which power counts as late reverberation
+  int32_t onsetLag;            // transforms before which power is taken off as the sound before
   int32_t settlingTransforms;  // at the start, during which nothing counts
   int32_t firstBin;            // of those that can count
   int32_t lastBin;

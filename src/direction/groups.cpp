@@ -35,7 +35,6 @@ Groups groups_of_line(const VekBfInit& array) {
         ++all.count;
       }
       append(*group, step > 0 ? j : i, step > 0 ? i : j);
-      ++all.pairCount;
     }
   }
   // (Not by std::sort, whose code for long lists gcc 12 warns about.)
@@ -83,7 +82,6 @@ Groups groups_of_square(const VekBfInit& array) {
     }
     if (group.pairCount == 0) continue;
     all.groups[all.count++] = group;
-    all.pairCount += group.pairCount;
   }
   return all;
 }

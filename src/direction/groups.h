@@ -26,7 +26,6 @@ struct Group {
 
 struct Groups {
   int32_t count;
-  int32_t pairCount;  // of all groups
   int32_t rowSetCount;
   double rowDistances[kMaxGroups];  // metres, per row set
   Group groups[kMaxGroups];

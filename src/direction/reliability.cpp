@@ -11,6 +11,7 @@ namespace {
 
 constexpr float kNoiseShare = 4.5f;  // times the noise is taken off
 constexpr float kLateShare = 4.0f;   // times the late reverberation is taken off
+constexpr float kOnsetShare = 1.0f;  // times the sound just before is taken off
 constexpr float kGrain = 192.0f;     // adding and taking it away leaves a multiple of 2^-16
 constexpr float kGrainSteps = 65536.0f;
 constexpr int kBands = 12;
@@ -44,12 +45,15 @@ void update_late(Reliability& r, const Constants& constants) {
   });
 }
 
-void find_excess(Reliability& r, const float* power) {
+void find_excess(Reliability& r, const Constants& constants, const float* power) {
+  const int32_t ring = constants.lateLag + 1;
+  const float* before = r.powers[(r.newest + ring - constants.onsetLag) % ring];
   simd::for_each_lane(kBinCount, [&](auto lane, int k) {
     using V = decltype(lane);
     const V floor = V::splat(kNoiseShare) * V::load(r.noise->noisePower + k) +
                     V::splat(kLateShare) * V::load(r.late + k);
-    (V::load(power + k) - floor).store(r.excess + k);
+    const V steady = V::splat(kOnsetShare) * V::load(before + k);
+    ((V::load(power + k) - floor) - steady).store(r.excess + k);
   });
 }
 
@@ -120,7 +124,7 @@ bool update_reliability(Reliability& r, const Constants& constants) {
   if (r.transforms <= settling) settle_noise(r, power);
   if (r.transforms > static_cast<uint64_t>(constants.lateLag)) update_late(r, constants);
   if (r.transforms <= settling) return false;
-  find_excess(r, power);
+  find_excess(r, constants, power);
   return true;
 }
 

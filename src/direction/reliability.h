@@ -3,8 +3,9 @@
 // Which bins of a frame can be relied on for a direction: what is left of their power when steady
 // noise (noise/mcra2.h) and late reverberation are taken off. Late reverberation is what the bin
 // held some transforms before, decaying (K. Lebart, J. M. Boucher, P. N. Denbigh, "A new method
-// based on spectral subtraction for speech dereverberation", Acta Acustica 87 (2001) 359-366). In
-// steady noise nothing is left; the onsets of speech are.
+// based on spectral subtraction for speech dereverberation", Acta Acustica 87 (2001) 359-366). What
+// the bin held just before is taken off too: sound that rises has come the straight way. In steady
+// noise nothing is left; the onsets of speech are.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +28,7 @@ struct Reliability {
   BinPowers powers[kMaxLag + 1];  // of the last transforms, a ring
   BinPowers late;
   BinPowers settling;  // mean power of the first transforms
-  BinPowers excess;    // power above noise and late reverberation
+  BinPowers excess;    // power above noise, late reverberation and the sound before
   int32_t newest;      // of the ring
   uint64_t transforms;
 };

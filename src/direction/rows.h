@@ -6,6 +6,10 @@
 // sin(kappa cos theta) = 2 J_1 cos theta - 2 J_3 cos 3 theta + ... A bin's row holds the factors of
 // cos n theta for n = 1, 2, 3, ...; that of n = 0 is the mean over all directions, which the map
 // leaves out.
+//
+// Where kappa is small the response is broad. There the phase is taken two, four or eight times, as
+// that of a pair so much farther apart would be: as long as it cannot turn round it says the same,
+// more sharply.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +23,14 @@ namespace vekbf::direction {
 // The most that lines of four microphones need; tests/direction/rows_test.cpp looks for more.
 inline constexpr int kRowFloats = 70 * 1024 / 4;
 
+inline constexpr int kMostDoublings = 3;
+
 struct Rows {
-  // Per bin, from the first that can count: the rows of its sets, one after the other.
-  uint16_t start[kMaxBandBins];             // in steps of kHarmonicStep floats
-  uint8_t steps[kMaxBandBins][kMaxGroups];  // length of each set's row, 0: the set has none
+  // Per bin, from the first that can count.
+  uint16_t start[kMaxBandBins][kMaxGroups];  // of each set's row, in steps of kHarmonicStep floats
+  uint8_t steps[kMaxBandBins][kMaxGroups];   // its length, 0: the set has none here
+  // Per set, how many of the lowest bins take the phase at least twice, four and eight times.
+  int32_t doubled[kMaxGroups][kMostDoublings];
   float values[kRowFloats];
 };
 

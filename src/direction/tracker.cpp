@@ -53,8 +53,11 @@ void close_ends(Tracker& tracker) {
   }
 }
 
-// Moves the evidence, lets it fade and adds the map.
+// Moves the evidence, lets it fade and adds the map, sharpened: of its positive values each one
+// times its share of the largest.
 void take_in(Tracker& tracker, const float* map) {
+  const float peak = largest(map, tracker.degrees);
+  const float scale = peak > 0.0f ? 1.0f / peak : 0.0f;
   float* v = tracker.evidence + kReach;
   float* sums = tracker.moved;
   simd::for_each_lane(tracker.degrees, [&](auto lane, int i) {
@@ -64,7 +67,10 @@ void take_in(Tracker& tracker, const float* map) {
       const V moved = larger(V::load(v + i - e), V::load(v + i + e));
       from = larger(from, moved - V::splat(kMovePrice * static_cast<float>(e)));
     }
-    (V::splat(kForgetting) * from + V::load(map + i)).store(sums + i);
+    const V zero = V::splat(0.0f);
+    const V seen = V::load(map + i);
+    const V sharpened = select(greater(seen, zero), seen * (seen * V::splat(scale)), zero);
+    (V::splat(kForgetting) * from + sharpened).store(sums + i);
   });
   const float top = largest(sums, tracker.degrees);
   const float floor = top - kCeiling;

@@ -45,16 +45,19 @@ TEST(DirectionConstants, MeanTheSameTimeAtEveryRate) {
   for (const uint32_t rate : {8000u, 11025u, 16000u, 22050u, 44100u, 48000u}) {
     const Constants c = constants_of(rate);
     const double hop = 256.0 / rate;
-    // A recursive mean forgets by its coefficient in each transform.
-    const auto seconds = [&](float coefficient) {
+    // A recursive mean forgets by its coefficient in each transform. Below 16 kHz the estimator
+    // counts transforms, not time.
+    const double estimatorHop = 256.0 / std::max(rate, 16000u);
+    const auto time_constant = [](float coefficient, double step) {
       const auto x = static_cast<double>(coefficient);
-      return hop * x / (1 - x);
+      return step * x / (1 - x);
     };
+    const auto seconds = [&](float x) { return time_constant(x, estimatorHop); };
     EXPECT_NEAR(seconds(c.smoothing), 0.03, 0.001) << rate;
     EXPECT_NEAR(seconds(c.minimumForgetting), 4.0, 0.01) << rate;
     EXPECT_NEAR(seconds(c.noiseFloorFactor), 0.148, 0.001) << rate;
-    EXPECT_NEAR(seconds(c.lateDecay), 0.0147, 0.001) << rate;
-    EXPECT_NEAR(c.settlingTransforms * hop, 0.192, hop) << rate;
+    EXPECT_NEAR(time_constant(c.lateDecay, hop), 0.0147, 0.0001) << rate;
+    EXPECT_NEAR(c.settlingTransforms * estimatorHop, 0.192, estimatorHop) << rate;
     const double update = c.transformsPerUpdate * hop;
     EXPECT_NEAR(update, 0.032, 0.011) << rate;
     // 4 dB in a second.
@@ -86,7 +89,8 @@ TEST(DirectionCosines, AreRounded) {
 }
 
 // What a group's rows make of the phase of a source is the steered response: largest where the
-// source is, and equal to cos(kappa (cos theta - cos source)) less its mean.
+// source is, and equal to cos(kappa (cos theta - cos source)) less its mean, of the phase that is
+// taken once, twice, four or eight times as long as it cannot turn round.
 TEST(DirectionRows, SteerAPhaseToItsSource) {
   const VekBfInit array = line_array(16000, {0.0f, 0.1f});
   const Groups groups = groups_of(array);
@@ -95,11 +99,16 @@ TEST(DirectionRows, SteerAPhaseToItsSource) {
   rows = {};
   fill_rows(rows, groups, c, array.sampleRate, array.soundSpeed);
   for (int k = c.firstBin; k <= c.lastBin; k += 9) {
-    const double kappa = 2 * kPi * k * 16000 / 512 * static_cast<double>(0.1f) / 343;
+    const double once = 2 * kPi * k * 16000 / 512 * static_cast<double>(0.1f) / 343;
+    int doublings = 0;
+    for (const int32_t bins : rows.doubled[0]) doublings += k - c.firstBin < bins;
+    const double kappa = once * (1 << doublings);
+    EXPECT_TRUE(doublings == 0 || kappa <= 3.0) << k;
+    EXPECT_TRUE(doublings == 3 || 2 * kappa > 3.0) << k;
     const int length = rows.steps[k - c.firstBin][0] * kHarmonicStep;
-    ASSERT_EQ(length > 0, kappa <= 16.0);
+    ASSERT_EQ(length > 0, once <= 16.0);
     if (length == 0) continue;
-    const float* row = rows.values + rows.start[k - c.firstBin] * kHarmonicStep;
+    const float* row = rows.values + rows.start[k - c.firstBin][0] * kHarmonicStep;
     for (const int source : {0, 30, 77, 90, 140}) {
       const double phase = kappa * std::cos(source * kPi / 180);
       Harmonics harmonics = {};
