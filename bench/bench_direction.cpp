@@ -36,7 +36,7 @@ void run_blocks(benchmark::State& state, const std::string& name, const std::str
 }
 
 [[maybe_unused]] const bool registered = [] {
-  for (const char* array : {"line2", "line3", "line4", "unequal4", "square"}) {
+  for (const char* array : {"line2", "line3", "line4", "unequal4", "dear4", "square"}) {
     for (const char* kind : {"speech", "bursts"}) {
       const std::string name = std::string("direction/") + array + "/" + kind;
       benchmark::RegisterBenchmark(
