@@ -13,7 +13,7 @@ _vekbf() {
   fi
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      process | geometry)
+      process | geometry | track)
         subcommand=${COMP_WORDS[i]}
         break
         ;;
@@ -24,14 +24,16 @@ _vekbf() {
     [none]='--help --version'
     [process]='--help --join --out-dir --config --rate --raw-channels --array --mic --geometry --sound-speed
       --force --channels --algorithm --intensity --vad-threshold --angle --angle-track --angle-start --sector
-      --hold --focus --pre-gain --keep-time --find-pre-gain --json --verbose'
+      --hold --focus --pre-gain --keep-time --angle-track-out --find-pre-gain --json --verbose'
     [geometry]='--help --config --array --mic --geometry --sound-speed --force --angle'
+    [track]='--help --join --config --rate --raw-channels --array --mic --geometry --sound-speed --channels
+      --sector --hold --focus --pre-gain --every --picture --json --verbose'
   )
 
   # A value that is wrong for the subcommand does no harm: the option is not offered there.
   case $subcommand$before in
     none*) ;;
-    *--config | *--angle-track)
+    *--config | *--angle-track | *--angle-track-out | *--picture)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
@@ -59,7 +61,7 @@ _vekbf() {
       return
       ;;
     *--rate | *--raw-channels | *--mic | *--sound-speed | *--channels | *--intensity | *--vad-threshold | \
-      *--angle-start | *--sector | *--hold | *--focus | *--pre-gain)
+      *--angle-start | *--sector | *--hold | *--focus | *--pre-gain | *--every)
       COMPREPLY=()
       return
       ;;
@@ -70,8 +72,8 @@ _vekbf() {
     return
   fi
   case $subcommand in
-    none) mapfile -t COMPREPLY < <(compgen -W 'process geometry' -- "$word") ;;
-    process)
+    none) mapfile -t COMPREPLY < <(compgen -W 'process geometry track' -- "$word") ;;
+    process | track)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       ;;

@@ -6,7 +6,7 @@ import subprocess
 
 from support import TOOL
 
-SUBCOMMANDS = ("process", "geometry")
+SUBCOMMANDS = ("process", "geometry", "track")
 
 
 def help_text(*subcommand):

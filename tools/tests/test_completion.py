@@ -149,6 +149,7 @@ class CompletionTest(unittest.TestCase):
         self.assertEqual([word.rstrip("/") for word in words], ["process", "--out-dir", "results"])
         self.assertEqual(self.completed("vekbf process --out-dir zo\t"), ["process", "--out-dir", "zo"])
         self.assertEqual(self.completed("vekbf process --angle-track de\t"), ["process", "--angle-track", "desk.ini"])
+        self.assertEqual(self.completed("vekbf process --angle au\t"), ["process", "--angle", "auto"])
 
     def test_values_behind_an_equals_sign(self):
         for subcommand in SUBCOMMANDS:
@@ -162,15 +163,16 @@ class CompletionTest(unittest.TestCase):
             self.assertEqual(self.completed(f"vekbf process --array {typed}\t"), ["process", "--array", typed])
 
     def test_an_option_that_takes_a_number_gets_no_file(self):
-        text = {"--algorithm", "--angle-track", "--array", "--config", "--geometry", "--out-dir"}
+        text = {"--algorithm", "--angle-track", "--angle-track-out", "--picture", "--array", "--config", "--geometry", "--out-dir"}
         for subcommand in SUBCOMMANDS:
             for option in sorted(takes_value(subcommand) - text):
                 self.assertEqual(self.completed(f"vekbf {subcommand} {option} zo\t"), [subcommand, option, "zo"])
 
-    def test_files_are_for_process_only(self):
+    def test_files_are_for_some_subcommands(self):
         self.assertEqual(self.completed("vekbf process zo\t out.wav"), ["process", "zoo.wav", "out.wav"])
         self.assertEqual(self.completed("vekbf process --join --angle 60 zo\t"),
                          ["process", "--join", "--angle", "60", "zoo.wav"])
+        self.assertEqual(self.completed("vekbf track zo\t"), ["track", "zoo.wav"])
         self.assertEqual(self.completed("vekbf geometry zo\t"), ["geometry", "zo"])
         self.assertEqual(self.completed("vekbf zo\t"), ["zo"])
 

@@ -10,6 +10,7 @@
 #include "options.h"
 #include "own_words.h"
 #include "text.h"
+#include "track.h"
 
 namespace vekbf_tool {
 
@@ -50,6 +51,13 @@ CLI::App* add_command(CLI::App& app, const Command& command, Given& given) {
   for (const Option& option : option_table()) {
     if ((option.commands & command.bit) != 0) declare(*added, option, given);
   }
+  if (command.bit == kTrack) {
+    added
+        ->add_option(
+            "IN.wav", given.files,
+            "Recording (WAV, one channel per microphone); - is raw s16le on standard input")
+        ->type_name("");
+  }
   if (command.bit == kProcess) {
     added
         ->add_option("IN.wav OUT.wav", given.files,
@@ -84,11 +92,6 @@ class FileWords {
   OwnWords& words_;
   std::string fault_;
 };
-
-std::string only_value(const Given& given, const std::string& option) {
-  const std::vector<std::string> values = given.of(option);
-  return values.empty() ? "" : values[0];
-}
 
 void take_option(const Option& option, const std::string& value, Settings& settings,
                  OwnWords& words) {
@@ -153,14 +156,31 @@ void check_raw(const InputSetup& input) {
   if (!raw && input.rawChannels != 0) throw UsageError("--raw-channels is for raw input");
 }
 
-Arguments make_arguments(Subcommand subcommand, const Given& given) {
-  Arguments arguments;
-  arguments.subcommand = subcommand;
-  OwnWords words;
+void check_track_inputs(const std::vector<std::string>& files, bool join) {
+  if (files.empty()) throw UsageError("IN.wav is missing");
+  if (files.size() == 1) return;
+  if (!join) throw UsageError("one file too many: '" + files[1] + "'; --join is for mono files");
+  if (std::count(files.begin(), files.end(), "-") > 0) {
+    throw UsageError("--join takes files, not -");
+  }
+}
+
+void make_track(const Given& given, const OwnWords& words, Arguments& arguments) {
+  TrackSetup& track = arguments.track;
+  track.settings = listening(arguments.run.settings);
+  check_track_inputs(given.files, words.join);
+  track.input = {given.files, words.rate, words.rawChannels};
+  check_raw(track.input);
+  track.every = words.every;
+  track.json = words.json;
+  track.picture = words.picture;
+  arguments.run.settings = track.settings;
+  arguments.run.verbose = words.verbose;
+  arguments.filesRead = given.files;
+}
+
+void make_process(const Given& given, const OwnWords& words, Arguments& arguments) {
   RunSetup& run = arguments.run;
-  take_settings(given, run.settings, words);
-  run.settings.array();  // refuses what the library cannot steer
-  if (subcommand == Subcommand::geometry) return arguments;
   run.settings.check();
   split_inputs_and_output(given, words, run);
   run.input.rate = words.rate;
@@ -169,11 +189,36 @@ Arguments make_arguments(Subcommand subcommand, const Given& given) {
   run.findPreGain = words.findPreGain;
   run.json = words.json;
   run.verbose = words.verbose;
+  run.trackOutput = words.trackOutput;
   arguments.outDir = words.outDir;
-  arguments.filesRead = run.input.files;
-  for (const std::string& file : {run.settings.text("angle-track"), only_value(given, "config")}) {
-    if (!file.empty()) arguments.filesRead.push_back(file);
+  if (!run.trackOutput.empty() && run.settings.text("angle") != "auto") {
+    throw UsageError("--angle-track-out is for --angle auto");
   }
+  if (!run.trackOutput.empty() && !arguments.outDir.empty()) {
+    throw UsageError("--angle-track-out is for one recording: leave --out-dir out");
+  }
+  arguments.filesRead = run.input.files;
+  const std::string track = run.settings.text("angle-track");
+  if (!track.empty()) arguments.filesRead.push_back(track);
+}
+
+Arguments make_arguments(Subcommand subcommand, const Given& given) {
+  Arguments arguments;
+  arguments.subcommand = subcommand;
+  OwnWords words;
+  take_settings(given, arguments.run.settings, words);
+  arguments.run.settings.array();  // refuses what the library cannot steer
+  switch (subcommand) {
+    case Subcommand::geometry:
+      break;
+    case Subcommand::track:
+      make_track(given, words, arguments);
+      break;
+    case Subcommand::process:
+      make_process(given, words, arguments);
+      break;
+  }
+  for (const std::string& file : given.of("config")) arguments.filesRead.push_back(file);
   return arguments;
 }
 
@@ -198,8 +243,10 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
-  return make_arguments(commands[kGeometry]->parsed() ? Subcommand::geometry : Subcommand::process,
-                        given);
+  const Subcommand subcommand = commands[kGeometry]->parsed() ? Subcommand::geometry
+                                : commands[kTrack]->parsed()  ? Subcommand::track
+                                                              : Subcommand::process;
+  return make_arguments(subcommand, given);
 }
 
 }  // namespace vekbf_tool

@@ -9,13 +9,14 @@
 
 namespace vekbf_tool {
 
-enum class Subcommand { process, geometry };
+enum class Subcommand { process, geometry, track };
 
-// What a command line asks for. `geometry` looks at the settings only.
+// What a command line asks for. `geometry` looks at the settings of `run` only.
 struct Arguments {
   Subcommand subcommand = Subcommand::process;
   RunSetup run;        // in a batch `input.files` are all recordings, `output` is empty
   std::string outDir;  // of a batch
+  TrackSetup track;    // of `track`
   std::vector<std::string> filesRead;  // none of which may be written over
 };
 

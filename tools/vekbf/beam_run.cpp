@@ -38,6 +38,11 @@ void pass_on(VekStream* stream, Sink& sink) {
   }
 }
 
+void tell(const VekStream* stream, long long frames, const Listener& listener) {
+  VekDirState state{};
+  if (VekStream_GetDirection(stream, &state) != 0) listener(frames, state);
+}
+
 RunCounts counts_of(const VekStream* stream) {
   RunCounts counts;
   VekStream_GetCounts(stream, &counts);
@@ -51,15 +56,20 @@ void check_source(const Settings& settings, const Source& input) {
   expect_none(VekStream_Check(settings.get(), rate, input.channels()), input);
 }
 
-RunCounts run_beam(const Settings& settings, Source& input, Sink& sink, Until until) {
+RunCounts run_beam(const Settings& settings, Source& input, Sink& sink, Until until,
+                   const Listener& listener) {
   const Stream stream = open_stream(settings, input);
   std::vector<double> samples(static_cast<std::size_t>(input.channels()) * kFrames);
   const auto wrapped = [&] {
     return until == Until::firstWrap && counts_of(stream.get()).wraps > 0;
   };
+  long long frames = 0;
+  if (listener) listener(frames, {VekStream_GetAngle(stream.get()), 0, 0.0f, 0});
   while (const std::size_t got = input.read(samples.data(), kFrames)) {
     VekStream_WriteInterleaved(stream.get(), VEK_STREAM_F64, samples.data(), got);
     pass_on(stream.get(), sink);
+    frames += static_cast<long long>(got);
+    if (listener && got == kFrames) tell(stream.get(), frames, listener);
     if (got < kFrames || interrupted() || wrapped()) break;
   }
   const bool cutShort = interrupted();

@@ -3,6 +3,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "arguments.h"
 #include "array.h"
@@ -14,6 +15,7 @@
 #include "process.h"
 #include "standard_descriptors.h"
 #include "text.h"
+#include "track.h"
 #include "vek_stream.h"
 
 using namespace vekbf_tool;
@@ -37,8 +39,27 @@ void run_process(const Arguments& arguments) {
     process_batch(run, arguments.outDir, arguments.filesRead);
     return;
   }
-  check_overwriting(arguments.filesRead, {run.output});
+  std::vector<std::string> results = {run.output};
+  if (!run.trackOutput.empty()) results.push_back(run.trackOutput);
+  check_overwriting(arguments.filesRead, results);
   process(run);
+}
+
+void run_track(const Arguments& arguments) {
+  const TrackSetup& setup = arguments.track;
+  if (arguments.run.verbose) say_settings(setup.settings);
+  if (const std::string note = array_note(setup.settings.array()); !note.empty()) say(note);
+  watch_for_interruption();
+  if (!setup.picture.empty()) check_overwriting(arguments.filesRead, {setup.picture});
+  track(setup);
+}
+
+// Where the beam looks: a talker who is still to be found has no direction to draw.
+int angle_to_draw(const Settings& settings) {
+  constexpr int kAhead = 90;
+  if (settings.text("angle") != "auto") return static_cast<int>(settings.number("angle"));
+  const bool starts = !settings.text("angle-start").empty();
+  return starts ? static_cast<int>(settings.number("angle-start")) : kAhead;
 }
 
 void run(const Arguments& arguments) {
@@ -46,9 +67,10 @@ void run(const Arguments& arguments) {
   switch (arguments.subcommand) {
     case Subcommand::process:
       return run_process(arguments);
+    case Subcommand::track:
+      return run_track(arguments);
     case Subcommand::geometry:
-      const auto angle = static_cast<int>(settings.number("angle"));
-      return print(describe_geometry(settings.array(), angle));
+      return print(describe_geometry(settings.array(), angle_to_draw(settings)));
   }
 }
 

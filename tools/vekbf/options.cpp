@@ -18,34 +18,35 @@ struct Beside {
 };
 
 const std::map<std::string, Beside>& beside() {
-  constexpr unsigned kBoth = kProcess | kGeometry;
+  constexpr unsigned kSound = kProcess | kTrack;
+  constexpr unsigned kAll = kProcess | kGeometry | kTrack;
   static const std::map<std::string, Beside> all = {
-      {"array", {"Shape of the array", "", kBoth}},
-      {"mic", {"Position x,y of a microphone in metres", "", kBoth}},
+      {"array", {"Shape of the array", "", kAll}},
+      {"mic", {"Position x,y of a microphone in metres", "", kAll}},
       {"mics", {"", "", kFilesOnly}},  // what --mic is on the command line
       {"geometry",
        {"Kind of array",
         "With linear, y is not read; with triangle, no coordinate but x of the first microphone. "
         "rectangle and circular have no steering in the library and are refused without --force.",
-        kBoth}},
-      {"sound-speed", {"Metres per second", "", kBoth}},
+        kAll}},
+      {"sound-speed", {"Metres per second", "", kAll}},
       {"force",
        {"Take a rectangle or a circle all the same", "The fixed beamformer then gives silence.",
-        kBoth}},
+        kProcess | kGeometry}},
       {"channels",
-       {"Channels to take, in microphone order", "All of them unless this is given.", kProcess}},
+       {"Channels to take, in microphone order", "All of them unless this is given.", kSound}},
       {"algorithm", {"Kind of beamformer", "", kProcess}},
       {"intensity", {"Strength of the gate, 0 to 10", "", kProcess}},
       {"vad-threshold", {"Detector threshold, 0 to 1", "It changes no sample.", kProcess}},
-      {"angle", {"Direction of the talker in degrees", "", kBoth}},
+      {"angle", {"Direction of the talker in degrees", "", kProcess | kGeometry}},
       {"angle-start", {"Direction until a talker was heard", "", kProcess}},
-      {"sector", {"Degrees between which a talker is followed", "", kProcess}},
-      {"hold", {"Sound that a talker elsewhere needs, in seconds", "", kProcess}},
-      {"focus", {"How much softer a talker may be, in dB", "", kProcess}},
+      {"sector", {"Degrees between which a talker is followed", "", kSound}},
+      {"hold", {"Sound that a talker elsewhere needs, in seconds", "", kSound}},
+      {"focus", {"How much softer a talker may be, in dB", "", kSound}},
       {"angle-track",
        {"Angles that change with time",
         "Before the first time the angle is that of --angle. See FILES.", kProcess}},
-      {"pre-gain", {"Gain in dB before the rounding to 16 bits", "", kProcess}},
+      {"pre-gain", {"Gain in dB before the rounding to 16 bits", "", kSound}},
       {"keep-time", {"Let time go on through digital silence", "", kProcess}},
   };
   return all;
@@ -70,17 +71,18 @@ Option option_of(const VekStreamKey& key, const Settings& defaults) {
 std::vector<Option> make_table() {
   std::vector<Option> table = {
       {"join", "yes|no", "no", "All files but the last are mono, one per microphone",
-       "All files but the last are mono, one per microphone, in order", ""},
+       "All files but the last are mono, one per microphone, in order",
+       "For track, which has no result, all files are.", kProcess | kTrack},
       {"out-dir", "DIR", "", "Folder for the results of several recordings",
        "All files are recordings; the results go into this folder under the same names",
        "They are processed in parallel."},
       {"config", "FILE", "", "Take options from a file",
        "File of options, one per line: angle = 60; the command line wins", "See FILES.",
-       kProcess | kGeometry},
+       kProcess | kGeometry | kTrack},
       {"rate", "HERTZ", "", "Sample rate of raw input", "Sample rate of raw input, 8000 to 48000",
-       "Needed there, and wrong elsewhere: a WAV file names its own."},
+       "Needed there, and wrong elsewhere: a WAV file names its own.", kProcess | kTrack},
       {"raw-channels", "N", "", "Channels of raw input",
-       "Channels of raw input, unless it has one per microphone", ""},
+       "Channels of raw input, unless it has one per microphone", "", kProcess | kTrack},
   };
   const Settings defaults;
   for (std::size_t i = 0; const VekStreamKey* key = VekStream_Key(i); i++) {
@@ -88,16 +90,24 @@ std::vector<Option> make_table() {
   }
   table.insert(
       table.end(),
-      {{"find-pre-gain", "yes|no", "no", "Look for a gain without wraps",
+      {{"angle-track-out", "FILE", "", "File for the angles that were found",
+        "With angle auto: write the angles of the beam into a file that --angle-track reads", ""},
+       {"every", "SECONDS", "", "Time between two lines",
+        "A line each so many seconds, 0.001 to 3600, instead of one for each change", "", kTrack},
+       {"picture", "FILE", "", "Picture of the degrees over time",
+        "Draw the degrees over time into a file of SVG", "", kTrack},
+       {"find-pre-gain", "yes|no", "no", "Look for a gain without wraps",
         "Where the output wraps around: try lower gains in steps of 3 dB, down to -24 dB, and name "
         "the first without; reads the recording anew for each",
         "What comes out of a pipe cannot be read again."},
        {"json", "yes|no", "no", "Report in a line of JSON",
         "Report each finished file in a line of JSON on standard output, or on standard error "
         "where standard output carries the result",
-        "See JSON REPORT."},
+        "See JSON REPORT. For track, a line of JSON for each direction, on standard output.",
+        kProcess | kTrack},
        {"verbose", "yes|no", "no", "Show settings and counts",
-        "Show the settings in force and what was counted on standard error", ""}});
+        "Show the settings in force and what was counted on standard error", "",
+        kProcess | kTrack}});
   return table;
 }
 
@@ -110,6 +120,8 @@ const std::vector<Command>& command_table() {
       {kGeometry, "geometry",
        "Draw an array, its angles, and what the library makes of the coordinates",
        "vekbf geometry --array line:4:35mm --angle 60", false},
+      {kTrack, "track", "Tell the direction of the talker over time, as lines SECONDS DEGREES",
+       "vekbf track meeting.wav --array line:4:80mm --picture talker.svg", true},
   };
   return table;
 }

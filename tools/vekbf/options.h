@@ -7,7 +7,7 @@
 namespace vekbf_tool {
 
 // The subcommands that know an option, as bits.
-enum Commands : unsigned { kFilesOnly = 0, kProcess = 1, kGeometry = 2 };
+enum Commands : unsigned { kFilesOnly = 0, kProcess = 1, kGeometry = 2, kTrack = 4 };
 
 struct Command {
   Commands bit;

@@ -5,15 +5,14 @@
 #include <optional>
 #include <string>
 
+#include "part_file.h"
 #include "sound.h"
 #include "stream.h"
 
 namespace vekbf_tool {
 
-// A mono 16-bit WAV file that appears under its name only when it is complete: it grows beside that
-// place as NAME.xxxxxxxx.part, a name that no file had before, which is removed again unless
-// commit() or finish_interrupted() is reached. Where the name is a symbolic link, the file it
-// points at is replaced and the link stays. Every member throws RunError.
+// A mono 16-bit WAV file that appears under its name only when it is complete. Every member throws
+// RunError.
 class OutputFile : public Sink {
  public:
   // `frames` where they are known beforehand. Audio that fits into 4 GiB gets the plain header;
@@ -25,18 +24,8 @@ class OutputFile : public Sink {
   std::string finish_interrupted() override;
 
  private:
-  // Removed with this object, unless its name has become empty.
-  struct Part {
-    Part() = default;
-    ~Part();
-    Part(const Part&) = delete;
-    Part& operator=(const Part&) = delete;
-    std::string path;
-  };
-  int create_part();
   void close();
-  std::string path_;
-  Part part_;
+  PartFile part_;
   Sound file_;
 };
 

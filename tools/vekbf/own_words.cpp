@@ -30,6 +30,18 @@ std::optional<int> parse_number(const std::string& text, int lowest, int highest
   return number;
 }
 
+std::optional<double> parse_seconds(const std::string& text) {
+  constexpr double kShortest = 0.001;
+  constexpr double kLongest = 3600;
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  // Written so that not-a-number fails too.
+  if (error != std::errc() || stop != end || !(number >= kShortest && number <= kLongest))
+    return {};
+  return number;
+}
+
 template <class Value>
 bool take(Value& target, const std::optional<Value>& value) {
   if (value) target = *value;
@@ -63,9 +75,22 @@ std::string take_word(OwnWords& words, const std::string& name, const std::strin
                ? ""
                : refusal(name, "a number of channels from 1 to 64", value);
   }
-  if (name == "out-dir") {
-    words.outDir = value;
-    return value.empty() ? refusal(name, "a folder", value) : "";
+  if (name == "every") {
+    return take(words.every, parse_seconds(value))
+               ? ""
+               : refusal(name, "a number of seconds from 0.001 to 3600", value);
+  }
+  struct Place {
+    const char* name;
+    const char* what;
+    std::string& target;
+  };
+  for (const Place& each :
+       {Place{"out-dir", "a folder", words.outDir}, Place{"picture", "a file", words.picture},
+        Place{"angle-track-out", "a file", words.trackOutput}}) {
+    if (name != each.name) continue;
+    each.target = value;
+    return value.empty() ? refusal(name, each.what, value) : "";
   }
   return "'" + name + "' is no option";
 }

@@ -14,6 +14,9 @@ struct OwnWords {
   bool findPreGain = false;
   bool json = false;
   bool verbose = false;
+  double every = 0;  // seconds
+  std::string picture;
+  std::string trackOutput;
 };
 
 // Takes `value` for the option `name`, from the command line or a file of options. Returns what is

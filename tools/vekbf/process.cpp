@@ -11,9 +11,11 @@
 #include <utility>
 
 #include "beam_run.h"
+#include "direction_lines.h"
 #include "failure.h"
 #include "input_output.h"
 #include "interruption.h"
+#include "part_file.h"
 #include "progress.h"
 #include "report.h"
 #include "text.h"
@@ -85,12 +87,21 @@ Report run_and_keep(const RunSetup& run) {
   report.sampleRate = input->sampleRate();
   const std::unique_ptr<Sink> sink = open_sink(run.output, *input);
   const auto start = std::chrono::steady_clock::now();
-  report.counts = run_beam(run.settings, *input, *sink);
+  std::string angles;
+  DirectionLines lines(report.sampleRate, 0, false,
+                       [&](const std::string& line) { angles += line; });
+  const Listener listener = [&](long long frames, const VekDirState& state) {
+    if (frames == 0) angles = "0 " + std::to_string(state.angle) + "  # until a talker is heard\n";
+    if (frames > 0) lines.after_block(frames, state);
+  };
+  report.counts = run_beam(run.settings, *input, *sink, Until::end,
+                           run.trackOutput.empty() ? Listener() : listener);
   if (report.counts.cutShort) {
     throw Interruption(run.label + "interrupted: what is done so far is in " +
                        sink->finish_interrupted());
   }
   sink->commit();
+  if (!run.trackOutput.empty()) write_file(run.trackOutput, angles);
   report.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return report;
 }

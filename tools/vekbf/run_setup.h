@@ -22,10 +22,20 @@ struct RunSetup {
   InputSetup input;
   std::string output;  // "-" is standard output, raw
   Settings settings;
-  std::string label;  // what the notes on a recording of a batch begin with
+  std::string trackOutput;  // file of the angles that were found; empty is none
+  std::string label;        // what the notes on a recording of a batch begin with
   bool findPreGain = false;
   bool json = false;
   bool verbose = false;
+};
+
+// Listening to one recording for the direction of its talker.
+struct TrackSetup {
+  InputSetup input;
+  Settings settings;
+  double every = 0;  // seconds between two lines; 0 is a line for each change
+  bool json = false;
+  std::string picture;  // file; empty is none
 };
 
 }  // namespace vekbf_tool

@@ -31,7 +31,7 @@ std::size_t character(std::string_view text) {
 
 }  // namespace
 
-void say(const std::string& text) {
+std::string printable(const std::string& text) {
   std::string line;
   for (std::string_view rest = text; !rest.empty() && line.size() < kLongest;) {
     const std::size_t length = character(rest);
@@ -44,7 +44,9 @@ void say(const std::string& text) {
     rest.remove_prefix(length > 0 ? length : 1);
   }
   while (!line.empty() && line.back() == ' ') line.pop_back();
-  std::fprintf(stderr, "vekbf: %s\n", line.c_str());
+  return line;
 }
+
+void say(const std::string& text) { std::fprintf(stderr, "vekbf: %s\n", printable(text).c_str()); }
 
 }  // namespace vekbf_tool

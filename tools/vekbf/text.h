@@ -26,6 +26,9 @@ inline void print(const std::string& text) {
   write_all(STDOUT_FILENO, text.data(), text.size(), "standard output");
 }
 
+// The text as one line of valid UTF-8 without control characters, cut where it is very long.
+std::string printable(const std::string& text);
+
 // One line on standard error, whatever the text holds: file names may contain line breaks, and
 // options files anything.
 void say(const std::string& text);

@@ -3,19 +3,13 @@
 
 #include "beam_run.h"
 #include "input_output.h"
+#include "no_sink.h"
 #include "progress.h"
 #include "text.h"
 
 namespace vekbf_tool {
 
 namespace {
-
-class NoSink : public Sink {
- public:
-  void write(const std::int16_t*, std::size_t) override {}
-  void commit() override {}
-  std::string finish_interrupted() override { return "nowhere"; }
-};
 
 RunCounts attempt(const RunSetup& run, const std::string& gain) {
   Settings settings = run.settings;
