@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "bf/steering.h"
 
-#include <cmath>
-
 #include "base/log.h"
+#include "math/cosine.h"
+#include "math/phasor_at.h"
 #include "math/phasor_row.h"
 
 namespace vekbf {
@@ -20,10 +20,10 @@ inline constexpr double kRadiusFactor = 0.999999999999999;
 // x cos(theta) / c.
 void delays_of_line(float* projection, float* delay, const float* placement, int rows, double theta,
                     int32_t sound_speed) {
-  const double cosine = std::cos(theta);
+  const double cosine_of_theta = cosine(theta);
   const float slowness = 1.0f / static_cast<float>(sound_speed);
   for (int m = 0; m < rows; ++m) {
-    projection[m] = static_cast<float>(static_cast<double>(placement[m]) * cosine);
+    projection[m] = static_cast<float>(static_cast<double>(placement[m]) * cosine_of_theta);
     delay[m] = projection[m] * slowness;
   }
 }
@@ -35,7 +35,7 @@ void delays_of_circle(float* projection, float* delay, const float* placement, i
       (static_cast<double>(radius) * kRadiusFactor) / static_cast<double>(sound_speed);
   for (int m = 0; m < rows; ++m) {
     const float angle = static_cast<float>(theta - static_cast<double>(placement[m]));
-    projection[m] = static_cast<float>(std::cos(static_cast<double>(angle)));
+    projection[m] = phasor_at(angle).re;
     delay[m] = static_cast<float>(seconds * static_cast<double>(projection[m]));
   }
 }

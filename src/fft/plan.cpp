@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <stdlib.h>
 
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "fft/fft_engine.h"
-#include "math/phasor.h"
+#include "math/phasor_at.h"
 
 namespace {
 
@@ -46,11 +45,10 @@ RealFftPlan* point_into(void* block, int32_t ncfft) {
   return plan;
 }
 
-// Cosine and sine of a single-precision phase of one turn at most, rounded from double precision.
+// Cosine and sine of a single-precision phase, rounded from double precision.
 Complex unit_at(float phase) {
-  if (std::fabs(phase) < vekbf::kPhasorTiny) return {1.0f, phase};
-  const auto value = vekbf::phasor(vekbf::simd::f32x1{{phase}});
-  return {value.re.v[0], -value.im.v[0]};
+  const Complex value = vekbf::phasor_at(phase);
+  return {value.re, -value.im};
 }
 
 // One line per stage but the first one executed, in the order of execution. bit-exact contract: the

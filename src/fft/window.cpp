@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/log.h"
+#include "math/cosine.h"
 
 namespace vekbf {
 inline namespace VEKBF_TARGET {
@@ -19,15 +20,15 @@ enum WindowType : int32_t { kPowerHann = 0, kHamming = 1, kHann = 2, kRectangula
 // comes before the product here and after it below; the last bits depend on that.
 double power_hann(int32_t i, int32_t count) {
   const double step = kTwoPi / static_cast<double>(count - 1);
-  return std::pow((1.0 - std::cos(step * i)) * 0.5, 0.85);
+  return std::pow((1.0 - cosine(step * i)) * 0.5, 0.85);
 }
 
 double hamming(int32_t i, double denominator) {
-  return 0.54 - std::cos((i * kTwoPi) / denominator) * 0.46;
+  return 0.54 - cosine((i * kTwoPi) / denominator) * 0.46;
 }
 
 double hann(int32_t i, double denominator) {
-  return (1.0 - std::cos((i * kTwoPi) / denominator)) * 0.5;
+  return (1.0 - cosine((i * kTwoPi) / denominator)) * 0.5;
 }
 
 }  // namespace

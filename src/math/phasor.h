@@ -25,6 +25,23 @@ inline namespace VEKBF_TARGET {
 inline constexpr float kPhasorLimit = 0x1p14f;  // domain: kPhasorTiny <= |x| <= kPhasorLimit
 inline constexpr float kPhasorTiny = 0x1p-12f;  // below it cos x rounds to 1 and sin x to x
 
+// cos and -sin of the sum of a direction of the table and r.
+template <class W>
+struct Turned {
+  W cosine;
+  W minus_sine;
+};
+
+template <class W>
+[[gnu::always_inline]] inline Turned<W> turned(W cosine, W minus_sine, W r) {
+  const auto c = [](double value) { return W::splat(value); };
+  W z = r * r;
+  W sin_r = r + (r * z) * (z * c(1.0 / 120) - c(1.0 / 6));
+  W cos_r_less_1 = z * (z * (z * c(-1.0 / 720) + c(1.0 / 24)) - c(0.5));
+  return {cosine + (cosine * cos_r_less_1 + minus_sine * sin_r),
+          minus_sine + (minus_sine * cos_r_less_1 - cosine * sin_r)};
+}
+
 template <class V>
 [[gnu::always_inline]] inline simd::Pairs<V> phasor(V x) {
   using namespace simd;
@@ -39,18 +56,14 @@ template <class V>
   const V biased = x * V::splat(kStepsPerRadian) + V::splat(kRound);
   W n = widen(biased - V::splat(kRound));
   W r = (widen(x) - n * c(kStepHigh)) - n * c(kStepLow);
-  W z = r * r;
-  W sin_r = r + (r * z) * (z * c(1.0 / 120) - c(1.0 / 6));
-  W cos_r_less_1 = z * (z * (z * c(-1.0 / 720) + c(1.0 / 24)) - c(0.5));
   size_t entries[V::kLanes];
   static_assert(sizeof(kPhasorTable[0]) == 1 << 4);
   offsets_of(shifted_left<4>(bits_of(biased) & I::splat(kPhasorTableSize - 1)), entries);
   W cosine, minus_sine;
   load_columns(kPhasorTable, entries, cosine, minus_sine);
 
-  const V re = narrow(cosine + (cosine * cos_r_less_1 + minus_sine * sin_r));
-  const V im = narrow(minus_sine + (minus_sine * cos_r_less_1 - cosine * sin_r));
-  return {re, im};
+  Turned<W> sum = turned(cosine, minus_sine, r);
+  return {narrow(sum.cosine), narrow(sum.minus_sine)};
 }
 
 }  // namespace VEKBF_TARGET

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "math/phasor.h"
+#include "math/phasor_at.h"
 
 namespace vekbf {
 inline namespace VEKBF_TARGET {
@@ -26,12 +27,9 @@ void fill_constant(Complex* row, float phi, int first) {
   for (int k = first; k <= kLast; ++k) row[k] = value;
 }
 
-// Two library calls per value: the definition, for phases beyond the table's domain.
-void fill_plain(Complex* row, double step, int first) {
-  for (int k = first; k <= kLast; ++k) {
-    const double phi = static_cast<double>(phase(k, step));
-    row[k] = {static_cast<float>(std::cos(phi)), -static_cast<float>(std::sin(phi))};
-  }
+// One by one: phases beyond the table's domain, and what is no whole number of groups.
+void fill_one_by_one(Complex* row, double step, int first) {
+  for (int k = first; k <= kLast; ++k) row[k] = phasor_at(phase(k, step));
 }
 
 // A whole number of groups. Phases below kPhasorTiny come out by the table too: in its first
@@ -60,15 +58,13 @@ void fill_phasor_row(Complex* row, double step, int first) {
   } else if (largest <= kPhasorLimit && (kLast + 1 - first) % simd::Widest::kLanes == 0) {
     fill_by_table(row, step, first);
   } else {
-    fill_plain(row, step, first);
+    fill_one_by_one(row, step, first);
   }
 }
 
 int derive_phasor_row(Complex* row, double step, const Complex* other, double other_step) {
-  // Steps of 0 and -0 are equal but for the signs in their rows, and what the library functions
-  // give beyond the table's domain need not be symmetrical.
-  const bool derivable = std::fabs(phase(kLast, step)) <= kPhasorLimit && step != 0.0;
-  if (!derivable) return 1;
+  // Steps of 0 and -0 are equal but for the signs in their rows.
+  if (step == 0.0) return 1;
   if (step == other_step) {
     std::copy_n(other + 1, kLast, row + 1);
     return kBinCount;
