@@ -1,12 +1,5 @@
-# Debian's cross compiler for 64-bit ARM; programs run under the user-mode emulator.
-set(CMAKE_SYSTEM_NAME Linux)
+# 64-bit ARM.
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-# (The emulated loader would otherwise find libraries of this architecture that the machine has itself, of another
-# version than the loader: threads and forks then crash.)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu;-E;LD_LIBRARY_PATH=/usr/aarch64-linux-gnu/lib)
-set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(triplet aarch64-linux-gnu)
+set(emulator qemu-aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)

@@ -51,7 +51,7 @@ TYPED_TEST(HardCases, Logarithm) {
 }
 
 // A mathematics library that fails this rounds otherwise than glibc 2.36. The kernels do not call
-// it there, but the plain forms, and the window and the frame's recursion, do elsewhere.
+// it there, but the plain forms and the frame's recursion do elsewhere.
 TEST(HardCasesOfTheMachine, TheMathematicsLibraryOfThisMachineGivesThemToo) {
   for (const HardCase& hard : kHardCos) {
     const auto x = static_cast<double>(hard.argument);

@@ -1,0 +1,5 @@
+# IBM Z: the most significant byte comes first.
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+set(triplet s390x-linux-gnu)
+set(emulator qemu-s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
