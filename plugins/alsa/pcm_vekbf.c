@@ -210,4 +210,8 @@ SND_PCM_PLUGIN_DEFINE_FUNC(vekbf) {
   *pcmp = beam->ext.pcm;
   return 0;
 }
+
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wextra-semi" /* the macro of ALSA's header ends in two */
+#endif
 SND_PCM_PLUGIN_SYMBOL(vekbf)

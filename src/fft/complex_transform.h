@@ -212,7 +212,8 @@ inline constexpr int kFewestPoints = V::kLanes <= 4 ? 16 : 8 * V::kLanes;
 // Calls run(V{}) with the widest type of the target that can transform n points.
 template <class Run>
 [[gnu::always_inline]] inline void with_lanes_for(int n, Run&& run) {
-  if constexpr (simd::Widest::kLanes > simd::f32x4::kLanes) {
+  constexpr int kFour = simd::f32x4::kLanes;  // (clang warns where both types are one)
+  if constexpr (simd::Widest::kLanes > kFour) {
     if (n < kFewestPoints<simd::Widest>) return run(simd::f32x4{});
   }
   run(simd::Widest{});
