@@ -233,6 +233,7 @@ class SettingsTest(unittest.TestCase):
         signal = noise(3000, 4)
         settings = vekbf.Settings({"array": "line:4:40mm", "algorithm": "adaptive", "angle": "60", "keep-time": "no"})
         settings["intensity"] = "9"
+        self.assertEqual((settings["angle"], settings["sound-speed"], settings["angle-track"]), ("60", "343", None))
         with vekbf.Beamformer.from_settings(settings, RATE, 4) as beam:
             got = np.concatenate([beam.process(signal), beam.flush()])
             steered = np.concatenate([beam.process(signal, 100), beam.flush()])

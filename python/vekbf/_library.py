@@ -45,6 +45,10 @@ class CountsRecord(ctypes.Structure):
 assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(CountsRecord) == 48
 
 
+class Key(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_char_p) for name in ("name", "values", "initial", "help")]
+
+
 @functools.lru_cache(maxsize=None)
 def load() -> ctypes.CDLL:
     """The library, with the types of its functions; each process loads it once."""
@@ -56,6 +60,8 @@ def load() -> ctypes.CDLL:
             ("NewSettings", pointer, []),
             ("FreeSettings", None, [pointer]),
             ("Set", text, [pointer, text, text]),
+            ("Key", ctypes.POINTER(Key), [size]),
+            ("Get", text, [pointer, text]),
             ("ReadFile", text, [pointer, text]),
             ("Check", text, [pointer, ctypes.c_uint32, whole]),
             ("GetArray", text, [pointer, ctypes.c_uint32, pointer]),

@@ -48,11 +48,24 @@ class Settings:
         for key, value in (values or {}).items():
             self[key] = value
 
+    @staticmethod
+    def keys() -> list[str]:
+        """The names of all settings."""
+        names: list[str] = []
+        while key := _library.load().VekStream_Key(len(names)):
+            names.append(key.contents.name.decode())
+        return names
+
     def __setitem__(self, key: str, value: str) -> None:
         if "\0" in key + value:
             raise VekBfError(0, "VekStream_Set", f"{key!r} and {value!r} are texts without a null character")
         fault = self._library.VekStream_Set(self._handle, _bytes(key), _bytes(value))
         expect_no_fault(fault, _CODES.get(key, 0))
+
+    def __getitem__(self, key: str) -> Optional[str]:
+        """The text of a setting, else its default; None where there is none, or no such setting."""
+        text: Optional[bytes] = self._library.VekStream_Get(self._handle, _bytes(key))
+        return None if text is None else text.decode("utf-8", "surrogateescape")
 
     def read(self, path: Union[str, os.PathLike[str]]) -> None:
         """Take the settings of an option file: all of them, or none where one of them is wrong."""

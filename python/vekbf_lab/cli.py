@@ -5,10 +5,10 @@ import argparse
 import os
 import sys
 
-from . import compare, doctor, pattern, plot, simulate, study
+from . import compare, corpus, doctor, pattern, plot, simulate, study
 from .errors import LabError
 
-COMMANDS = (simulate, pattern, doctor, compare, plot, study)
+COMMANDS = (simulate, pattern, doctor, compare, plot, corpus, study)
 
 
 class Parser(argparse.ArgumentParser):

@@ -5,6 +5,7 @@ import os
 import re
 import shlex
 import shutil
+import socket
 import subprocess
 import unittest
 
@@ -67,6 +68,21 @@ class LabTest(DeskTest):
         self.assertRegex(told, r"(?m)^beam\.wav +0 ")
         self.run_python(take("docs/lab.md", "plots.beam_polar", "python"))
         self.assert_written("beam.svg", "levels.png")
+
+
+class CorpusTest(DeskTest):
+    def test_every_command(self):
+        self.tree()
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            free = str(server.getsockname()[1])
+        told = self.walk("docs/corpus.md", {"wrong.csv": 1}, change=lambda text: text.replace("8786", free))
+        self.assertRegex(told, r"(?m)^2 recordings: 2 done .* 0 failed\n2 recordings: 1 done .* 1 done before, 0 failed\n")
+        self.assertRegex(told, r"2 recordings: 0 done, 2 done before, 0 failed\n$")
+        for name, options in (("fixed", "--algorithm fixed"), ("adaptive", "--algorithm adaptive")):
+            self.said(f"vekbf process meeting.wav {name}.wav --array line:4:80mm --angle 60 {options}")
+            ours = (self.folder / f"beams/meeting/{name}.wav").read_bytes()
+            self.assertEqual(ours, (self.folder / f"{name}.wav").read_bytes())
+        self.assert_written("beams/meeting/pair.wav", "beams/report.jsonl", "beams/summary.html")
 
 
 class GeometryTest(DeskTest):

@@ -96,11 +96,11 @@ class DeskTest(unittest.TestCase):
         self.assertEqual(err, "", text)
         return out
 
-    def walk(self, document, statuses=(), aloud=(), before=None):
+    def walk(self, document, statuses=(), aloud=(), before=None, change=lambda text: text):
         """Every shell block of a document in its order, in this one folder. A block of text behind one is all it says;
         without such a block it says nothing on standard error, unless its heading is among `aloud`. `statuses`: {word of
-        the block or of what it says: status} where that is not 0. `before` is called with each block's heading. Returns
-        what was said on standard output."""
+        the block or of what it says: status} where that is not 0. `before` is called with each block's heading; `change`
+        makes of a block what is run. Returns what was said on standard output."""
         told = ""
         blocks = [block for block in BLOCKS if block.document == document]
         for block, following in zip(blocks, [*blocks[1:], None]):
@@ -112,7 +112,7 @@ class DeskTest(unittest.TestCase):
             with self.subTest(block=str(block)):
                 if before:
                     before(block.heading)
-                out, err = self.run_script(block.text, status)
+                out, err = self.run_script(change(block.text), status)
                 if text is not None:
                     taken.add(following)
                     self.assertEqual(out + err, text)
