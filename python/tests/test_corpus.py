@@ -302,7 +302,7 @@ class Processes:
         environment = {**os.environ, "PYTHONDONTWRITEBYTECODE": "1"}
         self.environment = environment
         contact = folder / "scheduler.json"
-        local = ["--host", "127.0.0.1", "--no-dashboard"]
+        local = ["--host", "127.0.0.1", "--dashboard-address", "127.0.0.1:0"]
         self.all = [self.start("dask-scheduler", *local, "--port", "0", "--scheduler-file", contact)]
         while not contact.exists() or not contact.read_text().endswith("}"):
             time.sleep(0.05)
@@ -324,10 +324,10 @@ class Processes:
         """Process numbers of the workers themselves: the children of those that watch over them."""
         found = []
         for watcher in self.all[1:]:
-            children = Path(f"/proc/{watcher.pid}/task/{watcher.pid}/children").read_text().split()
-            for child in map(int, children):
-                if b"resource_tracker" not in Path(f"/proc/{child}/cmdline").read_bytes():
-                    found.append(child)
+            for children in Path(f"/proc/{watcher.pid}/task").glob("*/children"):
+                for child in children.read_text().split():
+                    if b"resource_tracker" not in Path(f"/proc/{child}/cmdline").read_bytes():
+                        found.append(int(child))
         return found
 
     def end(self):
@@ -341,9 +341,7 @@ POISON = """
 import os
 from vekbf_lab import corpus_work
 
-real = corpus_work.beamformed
-
-def beamformed(row, recording, part):
+def beamformed(row, recording, part, real=corpus_work.beamformed):
     if row.output == "poison.wav":
         with open(os.environ["VEKBF_TRIES"], "a") as file:
             file.write("x")

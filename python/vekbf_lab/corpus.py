@@ -19,7 +19,6 @@ from .errors import LabError
 # A batch is a task of the cluster: long enough for its administration not to count, short enough to be shared out well.
 BATCHES_PER_WORKER = 12
 BATCH_BYTES = 32e6
-WORKER_SECONDS = 60  # to wait for the first worker
 
 
 def add_arguments(parser):

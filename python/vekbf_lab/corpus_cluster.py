@@ -2,6 +2,7 @@
 """The Dask cluster that a corpus runs on: one of our own on this machine, or somebody's by its address."""
 
 import asyncio
+import concurrent.futures
 import contextlib
 import logging
 import os
@@ -9,11 +10,14 @@ import tempfile
 
 import dask
 import distributed
+from distributed.comm.addressing import parse_address, parse_host_port
 from distributed.scheduler import KilledWorker
 
 from . import corpus_work
-from .corpus import WORKER_SECONDS
 from .errors import LabError
+
+SCHEDULER_SECONDS = 10  # to wait for an answer
+WORKER_SECONDS = 60  # to wait for the first worker
 
 
 class Cluster:
@@ -35,10 +39,14 @@ class Cluster:
         """(future, its result or what went wrong) as they come."""
         self._queue = distributed.as_completed(futures, loop=self._client.loop)
         for future in self._queue:
-            if future.cancelled() or future.status == "lost":
-                raise LabError("the connection to the cluster is lost; what is done is kept for the next run")
-            error = future.exception() if future.status == "error" else None
-            yield future, future.result() if error is None else error
+            try:
+                # What was lost with the worker that held it is computed again meanwhile.
+                result = future.result()
+            except (asyncio.CancelledError, concurrent.futures.CancelledError):
+                raise LabError("the connection to the cluster is lost; what is done is kept for the next run") from None
+            except Exception as error:
+                result = error
+            yield future, result
 
     @staticmethod
     def is_loss(error):
@@ -70,21 +78,34 @@ def own_cluster(workers):
             threads_per_worker=1,
             processes=True,
             dashboard_address=None,
+            scheduler_kwargs={"dashboard_address": "127.0.0.1:0"},  # it has an HTTP server all the same
             local_directory=folder,
             silence_logs=logging.CRITICAL,
         ) as cluster:
             yield cluster
 
 
+def be_quiet():
+    """Dask's warnings would run into the progress bar; what matters is said in our own words."""
+    for name in list(logging.root.manager.loggerDict):  # each of Dask's loggers has a level of its own
+        if name.partition(".")[0] in ("asyncio", "distributed"):
+            logging.getLogger(name).setLevel(logging.CRITICAL)
+
+
 @contextlib.contextmanager
 def connect(address, workers, parts):
-    # Its warnings would run into the progress bar; what matters is said in our own words.
-    logging.getLogger("distributed").setLevel(logging.CRITICAL)
+    be_quiet()
     with contextlib.ExitStack() as stack:
-        where = address if address else stack.enter_context(own_cluster(workers))
+        if address:
+            try:
+                parse_host_port(parse_address(address)[1])
+            except ValueError as error:
+                raise LabError(f"{address} is no address such as tcp://10.0.0.1:8786: {error}") from None
+        where = address or stack.enter_context(own_cluster(workers))
         try:
-            client = stack.enter_context(distributed.Client(where, set_as_default=False))
-        except (OSError, ValueError, TypeError, asyncio.TimeoutError) as error:
-            raise LabError(f"{address}: no scheduler answers there: {corpus_work.reason_of(error)}") from None
+            client = distributed.Client(where, set_as_default=False, timeout=SCHEDULER_SECONDS)
+        except (OSError, asyncio.TimeoutError):
+            raise LabError(f"{where}: no scheduler answers within {SCHEDULER_SECONDS} s") from None
+        stack.enter_context(client)
         expect_ready(client, address or "this machine", parts)
         yield Cluster(client)
