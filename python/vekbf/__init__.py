@@ -9,12 +9,14 @@
         play(beam.flush())
 
 The shared object ``libvekbf-stream.so.2`` is looked for where the system's loader looks, or in the file that the
-environment variable ``VEKBF_LIBRARY`` names.
+environment variable ``VEKBF_LIBRARY`` names; `Direction` looks for ``libvekbf-direction.so.2`` likewise, or in the file
+that ``VEKBF_DIRECTION_LIBRARY`` names.
 """
 
 from ._errors import ERRORS, LibraryNotFound, VekBfError
 from ._library import BLOCK_FRAMES, LAG_SAMPLES, MAX_MICROPHONES
 from .beamformer import Beamformer, Counts
+from .direction import Direction, Track
 from .settings import Settings
 
 __version__ = "2.0.0"
@@ -23,11 +25,13 @@ __all__ = [
     "BLOCK_FRAMES",
     "Beamformer",
     "Counts",
+    "Direction",
     "ERRORS",
     "LAG_SAMPLES",
     "LibraryNotFound",
     "MAX_MICROPHONES",
     "Settings",
+    "Track",
     "VekBfError",
     "__version__",
 ]
