@@ -63,7 +63,7 @@ TEST(DirectionConstants, MeanTheSameTimeAtEveryRate) {
     // 4 dB in a second.
     EXPECT_NEAR(10 * std::log10(static_cast<double>(c.levelFade)) / update, -4.0, 0.15) << rate;
     EXPECT_NEAR(hold_updates(0, rate, c.transformsPerUpdate) * update, 0.13, update / 2) << rate;
-    EXPECT_NEAR(c.firstBin * rate / 512.0, 200.0, rate / 512.0) << rate;
+    EXPECT_NEAR(static_cast<double>(c.firstBin) * rate / 512.0, 200.0, rate / 512.0) << rate;
   }
   EXPECT_NEAR(10 * std::log10(static_cast<double>(focus_ratio(0))), -15.0, 1e-5);
   EXPECT_NEAR(10 * std::log10(static_cast<double>(focus_ratio(96))), -96.0, 1e-5);
