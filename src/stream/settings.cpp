@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "stream/settings.h"
 
+#include <cmath>
 #include <cstring>
 #include <initializer_list>
 
@@ -175,7 +176,7 @@ VekBfInit array_of(const Values& values, uint32_t sampleRate) {
 }
 
 VekDirConfig direction_of(const Values& values) {
-  const auto holdMs = static_cast<uint32_t>(values.hold * 1000.0 + 0.5);
+  const auto holdMs = static_cast<uint32_t>(std::lround(values.hold * 1000.0));
   // 0 would be the finder's default, and less than an update's time is none.
   return {values.sectorFrom, values.sectorTo, holdMs == 0 ? 1 : holdMs,
           static_cast<uint32_t>(values.focus)};
