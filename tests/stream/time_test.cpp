@@ -117,6 +117,21 @@ TEST(StreamTime, AWriteTakesWhatThereIsRoomForAndNothingIsLost) {
   EXPECT_EQ(out, by_hand(settings, longer, ahead).out);
 }
 
+TEST(StreamTime, AWriteTakesTheStatedNumberOfFramesWhereverABlockStands) {
+  const Settings settings = line_of(1);
+  const Samples in = noise(VEK_STREAM_ROOM, 1, 4);
+  for (size_t begun = 0; begun < kBlock; begun++) {
+    const Stream stream = open_stream(settings, 1);
+    Samples out;
+    // No lag is left, and nothing to be read.
+    VekStream_WriteInterleaved(stream.get(), VEK_STREAM_S16, in.data(), kLag + kBlock + begun);
+    take(stream, out, VEK_STREAM_ROOM);
+    ASSERT_EQ(VekStream_WriteInterleaved(stream.get(), VEK_STREAM_S16, in.data(), VEK_STREAM_ROOM),
+              size_t{VEK_STREAM_ROOM})
+        << begun;
+  }
+}
+
 TEST(StreamTime, ACallbackGetsAsManySamplesAsItGivesFrames) {
   for (const size_t longest : {1u, 100u, 128u, 480u, 5000u}) {
     SCOPED_TRACE(longest);
