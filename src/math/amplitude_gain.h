@@ -108,14 +108,14 @@ template <class V>
   V low = t, high = t;
   bool small = false;
   if constexpr (kSubnormalsAreSlow<V>) small = any(greater(v, c(kSmallGainFrom)));
-  if (small) {
+  if (small) {  // GCOVR_EXCL_BR_LINE: never set for some lane types, and each is counted
     low = narrow_small(gain - margin);
     high = narrow_small(gain + margin);
   } else {
     low = narrow(gain - margin);
     high = narrow(gain + margin);
   }
-  if (same_bits(low, high)) [[likely]]
+  if (same_bits(low, high)) [[likely]]  // GCOVR_EXCL_BR_LINE: counted for each lane type
     return low;
 
   float lows[V::kLanes], highs[V::kLanes], vs[V::kLanes], gammas[V::kLanes];
