@@ -32,7 +32,9 @@ def check_debian(root, version):
     assert licence in copyright_file, "the licence in debian/copyright"
     control = (debian / "control").read_text()
     packages = re.findall(r"^Package: (.*)$", control, re.MULTILINE)
-    assert packages == [f"libvekbf{major}", f"libvekbf-direction{major}", f"libvekbf-stream{major}", "libvekbf-dev", "vekbf-tools", "python3-vekbf"], packages
+    libraries = [f"libvekbf{major}", f"libvekbf-direction{major}", f"libvekbf-stream{major}", "libvekbf-dev"]
+    plugins = ["vekbf-ladspa", "vekbf-lv2", "gstreamer1.0-vekbf", "libasound2-plugin-vekbf", "vekbf-pipewire"]
+    assert packages == [*libraries, "vekbf-tools", "python3-vekbf", *plugins], packages
     assert "neon-support [armhf]" in control and "-mfpu=neon" in (debian / "rules").read_text()
 
 
