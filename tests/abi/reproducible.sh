@@ -15,7 +15,7 @@ cp -R "$tree/CMakeLists.txt" "$tree/cmake" "$tree/include" "$tree/src" "$copy"
 umask 077
 cd "$work"
 build() {
-  cmake -S "$copy" -B "$work/b" -DVEKBF_BUILD_TESTS=OFF -DVEKBF_BUILD_BENCH=OFF -DVEKBF_BUILD_TOOLS=OFF "$@" &&
+  cmake -S "$copy" -B "$work/b" -DVEKBF_BUILD_TESTS=OFF -DVEKBF_BUILD_BENCH=OFF -DVEKBF_BUILD_TOOLS=OFF -DVEKBF_BUILD_PLUGINS=OFF "$@" &&
     cmake --build "$work/b" -j 2 --target vekbf vekbf_static
 }
 export TZ=Pacific/Kiritimati LC_ALL=C.UTF-8 USER=somebody

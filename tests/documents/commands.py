@@ -136,7 +136,7 @@ class TroubleShootingTest(DeskTest):
                 "has no steering": 2,
                 "are swapped": 3,
                 "doctor loud.wav": 3,
-                "but the array has": 1,
+                "microphones, the sound 4 channels": 1,
                 "input needs --rate": 2,
             },
             aloud=("Clipped input", "Lines on standard output"),
