@@ -44,7 +44,9 @@ static void stop_once(void) {
 }
 
 /* glibc declares that poll only writes to the array. */
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 int poll(struct pollfd *ends, nfds_t count, int timeout) {
   if (count > 0 && would_wait(ends)) stop_once();
   return next_poll()(ends, count, timeout);
