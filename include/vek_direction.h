@@ -210,7 +210,8 @@ uint32_t VekDir_SetConfig(VekDirHandle handle, const VekDirConfig *config);
 uint32_t VekDir_Run(VekDirHandle handle, const int16_t *in, VekDirState *state);
 
 /**
- * Pauses the finder, or lets it go on: while it is paused no sound counts, and the angle stays.
+ * Pauses the finder, or lets it go on: while it is paused no sound counts, and the angle stays. May
+ * be called with every block: what repeats the state changes no angle while the finder goes on.
  *
  * @param handle the finder
  * @param on not 0: paused; 0: going on

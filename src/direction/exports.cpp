@@ -84,7 +84,7 @@ uint32_t VekDir_Run(VekDirHandle handle, const int16_t* in, VekDirState* state) 
 uint32_t VekDir_Pause(VekDirHandle handle, int32_t on) {
   if (handle == nullptr) return VEK_DIR_ERR_NULL_HANDLE;
   handle->paused = on != 0;
-  drop_evidence(*handle);
+  if (handle->paused) drop_evidence(*handle);
   return VEK_DIR_OK;
 }
 

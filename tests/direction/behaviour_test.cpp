@@ -222,6 +222,23 @@ TEST(DirectionBehaviour, NothingCountsDuringAPause) {
   }
 }
 
+// A device that says with every block whether it plays must not lose what the block before gave.
+TEST(DirectionBehaviour, GoingOnWithoutAPauseChangesNothing) {
+  const auto recording = talker_at(square(), 200, 4);
+  LibraryFinder quiet, told;
+  ASSERT_TRUE(quiet.start(square()));
+  ASSERT_TRUE(told.start(square()));
+  for (size_t i = 0; i < recording.size(); i += 512) {
+    told.pause(false);
+    const VekDirState expected = quiet.run(&recording[i]);
+    const VekDirState state = told.run(&recording[i]);
+    ASSERT_EQ(state.angle, expected.angle) << i;
+    ASSERT_EQ(state.heard, expected.heard) << i;
+    ASSERT_EQ(state.confidence, expected.confidence) << i;
+  }
+  EXPECT_LE(degrees_between(quiet.run(recording.data()).angle, 200), 3);
+}
+
 TEST(DirectionBehaviour, NewSectorForgetsAnAngleOutside) {
   const auto recording = talker_at(square(), 200, 3);
   LibraryFinder finder;

@@ -177,7 +177,12 @@ bool Direction::init(const VekBfInit& array) {
   if (!(line_ ? place_line(array) : place_square(array))) return false;
   const auto groups = std::count_if(groups_.begin(), groups_.end(),
                                     [](const Group& group) { return !group.products.empty(); });
-  for (Group& group : groups_) fill_rows(group, static_cast<int>(groups));
+  bool any_row = false;
+  for (Group& group : groups_) {
+    fill_rows(group, static_cast<int>(groups));
+    for (const int sharpness : group.sharpness) any_row = any_row || sharpness > 0;
+  }
+  if (!any_row) return false;
 
   const FftInitParams transform = {0, kFrame, 0, 1};
   fft_ = reference::fft_init(&transform);
