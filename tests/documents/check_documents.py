@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Every code block of README.md and docs/*.md is run, or is named in documents.EXCLUDED with the reason. A block that
-is neither is a failure, and so is an exclusion that excludes nothing."""
+"""Every code block of README.md, CONTRIBUTING.md and docs/*.md is run, or is named in documents.EXCLUDED with the reason.
+A block that is neither is a failure, and so is an exclusion that excludes nothing."""
 
 import re
 import sys

@@ -48,6 +48,16 @@ class ReadmeTest(DeskTest):
         self.assertTrue(list(tree.glob("root/usr/local/lib*/**/libvekbf.so.2")))
 
 
+class ContributingTest(unittest.TestCase):
+    def test_build_in_a_minute(self):
+        # The preset's own build folder: what it would do is known to the build that runs this test.
+        commands = take("CONTRIBUTING.md", "cmake --preset release", "").strip().split(" && ")
+        self.assertEqual(commands[0], "cmake --preset release")
+        words = commands[1].split()
+        self.assertEqual(words[:3], ["cmake", "--build", "build/release"])
+        subprocess.run(["cmake", "--build", str(BUILD), *words[3:], "--", "-n"], stdout=subprocess.DEVNULL, check=True)
+
+
 class LabTest(DeskTest):
     def test_from_the_source_tree(self):
         self.tree()

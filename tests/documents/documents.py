@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The code blocks of README.md and docs/*.md, and what has become of each."""
+"""The code blocks of README.md, CONTRIBUTING.md and docs/*.md, and what has become of each."""
 
 from __future__ import annotations
 
@@ -17,7 +17,7 @@ LIBRARY = next(TREE.rglob("libvekbf.so.2"))
 STREAM_LIBRARY = Path(os.environ["VEKBF_LIBRARY"])
 TEXTS = {
     str(path.relative_to(ROOT)): path.read_text(encoding="utf-8")
-    for path in (ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md")))
+    for path in (ROOT / "README.md", ROOT / "CONTRIBUTING.md", *sorted((ROOT / "docs").glob("*.md")))
 }
 
 # (document, a word of the block, why no test runs it)

@@ -7,6 +7,7 @@
 import os
 import re
 import sys
+from xml.etree import ElementTree
 
 # Arrows point down only. What each folder of src/ may include, besides itself.
 ARROWS = {
@@ -82,12 +83,38 @@ def model(root):
     return seen, bad
 
 
+def reached(drawn, start):
+    """The folders that the drawn arrows lead to from this one."""
+    found, todo = set(), [start]
+    while todo:
+        for target in drawn.get(todo.pop(), ()):
+            if target not in found:
+                found.add(target)
+                todo.append(target)
+    return found
+
+
+def drawing(root):
+    """The drawing of the arrows shows the rule above: each arrow is allowed, and what is allowed is a way along them."""
+    path, drawn, bad = "docs/pictures/rooms.svg", {}, []
+    if not os.path.exists(os.path.join(root, path)):
+        return [], [f"{path}: missing"]
+    for element in ElementTree.parse(os.path.join(root, path)).iter():
+        if "data-from" in element.attrib:
+            drawn.setdefault(element.get("data-from"), set()).add(element.get("data-to"))
+    for folder in sorted({*ARROWS, *drawn}):
+        allowed = ARROWS.get(folder, set())
+        bad += [f"{path}: draws {folder} -> {target}" for target in sorted(drawn.get(folder, set()) - allowed)]
+        bad += [f"{path}: no way from {folder} to {target}" for target in sorted(allowed - reached(drawn, folder))]
+    return [path], bad
+
+
 def main():
     if len(sys.argv) != 2:
         print("usage: check_tree.py ROOT", file=sys.stderr)
         return 2
     failed = 0
-    for check in (arrows, model):
+    for check in (arrows, model, drawing):
         seen, bad = check(sys.argv[1])
         for line in bad:
             print(line)

@@ -8,6 +8,16 @@ import tempfile
 import unittest
 
 CHECKER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "check_tree.py")
+DRAWING = "docs/pictures/rooms.svg"
+DRAWN = """stream direction, stream api, direction fft, direction noise, api bf, bf fft, bf noise, fft math, noise math,
+    math simd, simd base"""
+
+
+def picture(arrows):
+    paths = ['<path data-from="%s" data-to="%s"/>' % tuple(arrow.split()) for arrow in arrows.split(",")]
+    return f"<svg>{''.join(paths)}</svg>"
+
+
 CLEAN = {
     "src/stream/open.cpp": '#include "api/run.h"\n#include "direction/find.h"\n#include "vek_stream.h"\n',
     "src/direction/find.h": '#include "fft/fft.h"\n#include "vek_direction.h"\n',
@@ -16,6 +26,7 @@ CLEAN = {
     "src/fft/fft.h": '#include "base/sizes.h"\n',
     "src/base/sizes.h": "",
     "tests/reference/model.h": '#include "base/sizes.h"\n#include "vek_bf.h"\n',
+    DRAWING: picture(DRAWN),
 }
 
 
@@ -46,6 +57,8 @@ class Checks(unittest.TestCase):
             ("src/stream/open.cpp", '#include "bf/beam.h"\n'),
             ("src/stray.h", ""),
             ("tests/reference/model.h", '#include "fft/factor.h"\n'),
+            (DRAWING, picture(DRAWN + ", fft noise")),
+            (DRAWING, picture(DRAWN.replace("direction noise, ", ""))),
         ):
             code, output = run({**CLEAN, path: text})
             self.assertEqual(code, 1, output)
