@@ -25,6 +25,8 @@ CLIPPED_PEAK = 1000
 BEYOND = 1.5
 FITS = 0.75
 ANGLE_TOLERANCE = 5  # degrees
+# Cosines of the elevations, up to 60 degrees, of a talker above the plane of a square.
+HEIGHTS = (1.0, 0.94, 0.87, 0.77, 0.64, 0.5)
 
 
 def add_arguments(parser):
@@ -81,8 +83,11 @@ class Lags:
         angles = geometry.angles(0.5)
         if known_angle is not None:
             angles = np.arange(known_angle - ANGLE_TOLERANCE, known_angle + ANGLE_TOLERANCE + 0.25, 0.5)
-        self.angles = angles
-        self.delays = np.array([geometry.array.arrival_delays(angle) for angle in angles]) * rate
+        # A talker above a square shortens all its delays alike; on a line that is another angle.
+        flat = np.array([geometry.array.arrival_delays(angle) for angle in angles]) * rate
+        heights = (1.0,) if geometry.is_line else HEIGHTS
+        self.angles = np.tile(angles, len(heights))
+        self.delays = np.concatenate([height * flat for height in heights])
 
     def possible(self, i, j):
         distance = np.linalg.norm(self.positions[i] - self.positions[j])
@@ -158,12 +163,12 @@ def examine(samples, geometry, rate, known_angle=None):
         measured[i, j], signs[i, j], peaks[i, j] = correlations.lag(i, j)
     lags = Lags(measured, geometry, rate, known_angle)
     useful = alive
-    # Where a plane wave fits, it may have come from where their microphones do hear the same.
-    doubt = " (or the sound comes from where they hear the same)" if lags.fits(alive) else ""
+    # Where a plane wave fits, it came from where their microphones do hear the same.
+    copied = [] if lags.fits(alive) and not any(upside_down for _, _, upside_down in copied) else copied
     for i, j, upside_down in copied:
         text = f"channels {i + 1} and {j + 1} carry the same signal"
-        fault("duplicated", [i, j], text + (", inverted" if upside_down else doubt))
-    if copied and not doubt:
+        fault("duplicated", [i, j], text + (", inverted" if upside_down else ""))
+    if copied:
         # None of them can be trusted to be at its own place.
         doubtful = {m for i, j, _ in copied for m in (i, j)}
         useful = [m for m in alive if m not in doubtful]
