@@ -9,7 +9,21 @@ from pathlib import Path
 
 import numpy as np
 
-from vekbf_lab import measures, plots, speech, study, study_figures, study_pictures, study_runs, study_scenes, study_tables
+from vekbf_lab import (
+    arrays,
+    direction_scenes,
+    measures,
+    plots,
+    scene,
+    speech,
+    study,
+    study_direction,
+    study_figures,
+    study_pictures,
+    study_runs,
+    study_scenes,
+    study_tables,
+)
 
 DOCS = Path(__file__).resolve().parents[2] / "docs"
 IMPROVEMENT = (DOCS / "improvement.md").read_text(encoding="utf-8")
@@ -128,6 +142,44 @@ class WritingTest(unittest.TestCase):
                 plots.save(picture, Path(folder, f"{name}.svg"))
                 self.assertGreater(os.path.getsize(Path(folder, f"{name}.svg")), 10000)
         self.assertIn("in 48 they are less", study_tables.summary(measured))
+
+
+class DirectionTest(unittest.TestCase):
+    def test_what_a_score_says(self):
+        speaks = np.ones(1000, bool)
+        speaks[:100] = False
+        off = np.full(1000, 3.0)
+        off[:150] = 180
+        off[900:] = 40
+        score = study_direction.score(off, speaks)
+        # Judged from a second after block 100 on: 675 blocks at 3 degrees, 100 at 40.
+        self.assertAlmostEqual(score.mean, (675 * 3 + 100 * 40) / 775)
+        self.assertAlmostEqual(score.in5, 675 / 775)
+        self.assertAlmostEqual(score.in10, 675 / 775)
+        self.assertAlmostEqual(score.lock, 0.4, delta=0.07)
+        self.assertEqual(study_direction.score(np.full(1000, 20.0), speaks).lock, np.inf)
+
+    def test_folding(self):
+        np.testing.assert_array_equal(study_direction.fold([0, 359, -350, 181]), [0, 1, 10, 179])
+        np.testing.assert_array_equal(study_direction.errors([-1, 358], 3.0), [180, 5])
+
+    def test_the_plain_method_finds_a_loud_talker(self):
+        geometry = arrays.from_name("square:100mm")
+        heard = scene.plane_wave(np.random.default_rng(1).standard_normal(16000) * 1000, geometry.array, 70, 16000)
+        angles = study_direction.plain_srp_phat(np.rint(heard).astype(np.int16), geometry)
+        self.assertEqual(set(angles[3:]), {70})
+        self.assertEqual(set(angles[:3]), {-1})
+
+    def test_steady_noise_counts_for_nothing(self):
+        geometry = arrays.from_name("line:2:50mm")
+        for kind in study_direction.NOISES:
+            track = study_direction.found(study_direction.steady_noise(kind, geometry, 10), geometry)
+            self.assertFalse(track.heard.any(), kind)
+
+    def test_a_new_talker_is_followed(self):
+        if not direction_scenes.PROMPTS.is_dir():
+            self.skipTest("no asterisk-core-sounds")
+        self.assertLess(max(study_direction.switch_seconds("square:64mm", 60, 120)), 0.5)
 
 
 if __name__ == "__main__":

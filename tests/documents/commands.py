@@ -58,6 +58,18 @@ class ContributingTest(unittest.TestCase):
         subprocess.run(["cmake", "--build", str(BUILD), *words[3:], "--", "-n"], stdout=subprocess.DEVNULL, check=True)
 
 
+class DirectionTest(DeskTest):
+    def test_the_talker_is_found_and_steered_to(self):
+        told = self.said(take("docs/direction.md", "vekbf track", "sh"))
+        degrees = [int(line.split()[1]) for line in told.splitlines() if line and not line.startswith("#")]
+        self.assertAlmostEqual(degrees[-1], 60, delta=3)
+        self.assertEqual(self.frames("clean.wav"), FRAMES)
+
+    def test_a_sector(self):
+        self.said(take("docs/direction.md", "--sector", "sh"))
+        self.assertEqual(self.frames("clean.wav"), FRAMES)
+
+
 class LabTest(DeskTest):
     def test_from_the_source_tree(self):
         self.tree()

@@ -34,6 +34,7 @@ EXCLUDED = (
     ("docs/live.md", "vekbf:SLAVE", "a sound card; plugin_alsa records through that name"),
     ("docs/numerics.md", "a = T0 + T2", "formulas"),
     ("docs/numerics.md", "R0 = O0", "formulas"),
+    ("docs/direction.md", "study docs", "takes a quarter of an hour; python_study measures a part"),
     ("docs/improvement.md", "study docs", "takes minutes: the slow test documents_study runs it, python_study a part"),
 )
 
