@@ -1,0 +1,3 @@
+/* SPDX-License-Identifier: MIT */
+/* The module has no source of its own: it is the companion's objects (CMakeLists.txt). */
+typedef int nothing;
