@@ -30,6 +30,10 @@ target_compile_options(
   INTERFACE -fno-fast-math -fno-unsafe-math-optimizations -fno-finite-math-only -fno-associative-math
             -fno-reciprocal-math -fsigned-zeros $<$<CXX_COMPILER_ID:GNU>:-fno-single-precision-constant>
             -ffp-contract=off -fno-math-errno)
+if(EMSCRIPTEN)
+  # WebAssembly has no floating-point exceptions; clang warns that it does not keep them, as the flags above ask.
+  target_compile_options(vekbf_arithmetic INTERFACE -Wno-unsupported-floating-point-opt)
+endif()
 if(VEKBF_MACHINE MATCHES "^(x86_64|i386)$")
   # gcc 12 turns neighbouring sums and differences of products into vfmsubadd although contraction is off, wherever
   # it may use that instruction (-march=x86-64-v3, native): forbid the instruction itself. It comes with AVX-512 too.

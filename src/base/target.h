@@ -20,6 +20,9 @@
 #elif defined(__ARM_NEON) && (defined(__aarch64__) || defined(__arm__))
 #define VEKBF_TARGET on_neon
 #define VEKBF_TARGET_NEON
+#elif defined(__wasm_simd128__)
+#define VEKBF_TARGET on_wasm
+#define VEKBF_TARGET_WASM
 #elif defined(__SSE2__)
 #define VEKBF_TARGET on_sse2
 #define VEKBF_TARGET_SSE2

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The lane layer: every hot loop is written once over a lane type V, and is right for any number of
-// lanes. One file per backend (portable.h, sse2.h, neon.h) holds all its types; all offer the same
-// operations under the same names and give the same bits. The portable backend defines the results.
-// Operations are element-wise, so lane order never matters.
+// lanes. One file per backend (portable.h, sse2.h, neon.h, wasm.h) holds all its types; all offer
+// the same operations under the same names and give the same bits. The portable backend defines the
+// results. Operations are element-wise, so lane order never matters.
 //
 // A lane type V of floats has
 //   V::kLanes, V::load(p), V::splat(x), v.store(p)    no alignment needed
@@ -46,6 +46,8 @@
 #include "simd/neon.h"
 #elif defined(VEKBF_TARGET_SSE2)
 #include "simd/sse2.h"
+#elif defined(VEKBF_TARGET_WASM)
+#include "simd/wasm.h"
 #endif
 
 namespace vekbf {
@@ -58,6 +60,8 @@ using f32x1 = portable::f32xN<1>;
 using f32x4 = neon::f32x4;
 #elif defined(VEKBF_TARGET_SSE2)
 using f32x4 = sse2::f32x4;
+#elif defined(VEKBF_TARGET_WASM)
+using f32x4 = wasm::f32x4;
 #else
 using f32x4 = portable::f32xN<4>;
 #endif

@@ -34,6 +34,8 @@ MACHINES = (
     Machine(r"elf64-littleriscv", r"v?fmul\..*", r"fn?m(add|sub)\..*|vfn?m(acc|sac|add|sub)\..*|vfwn?m(acc|sac)\..*"),
     # Scalar, VSX (scalar and vector) and AltiVec.
     Machine(r"elf64-powerpc(le)?", r"fmuls?|x[sv]mul[ds]p", r"fn?m(add|sub)s?|x[sv]n?m(add|sub)[am][ds]p|vmaddfp|vnmsubfp"),
+    # The relaxed vectors, whose results a machine may choose, count as fused.
+    Machine(r"(?i:wasm)", r"f(32|64)(x\d)?\.mul", r"[fi]\d+x\d+\.(fm[as]|laneselect|relaxed_\w+)"),
     # vfmsb is a product, vfms a fused difference with its format as an operand.
     Machine(r"elf64-s390", r"m(ee|d|de|x)br?|[vw]fm(sb|db)", r"m[as][ed]br?|[vw]fn?m[as](sb|db|xb)?"),
 )

@@ -38,6 +38,12 @@ class Search(unittest.TestCase):
             self.assertEqual(look("none", head + PRODUCTS + FUSED)[0], 1)
             self.assertEqual(look("some", head + PRODUCTS + FUSED)[0], 0)
 
+    def test_the_relaxed_vectors_of_webassembly_are_found(self):
+        module = "a.wasm:\tfile format wasm\n\n" + "      1e:      \tf32x4.mul \n" * 60
+        self.assertEqual(look("none", module)[0], 0)
+        for name in ("f32x4.fma", "f64x2.fms", "i32x4.relaxed_trunc_f32x4_s", "i8x16.laneselect"):
+            self.assertEqual(look("none", f"{module}      20:      \t{name} \n")[0], 1, name)
+
     def test_next_to_no_code_fails(self):
         self.assertEqual(look("none", "a.o:     file format elf64-x86-64\n")[0], 1)
 
