@@ -10,15 +10,17 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import numpy as np
+from matplotlib import image
 from vekbf_lab import demo, wav
 
 TOOL = os.environ["VEKBF_TOOL"]
 SOUNDS = ["adaptive.wav", "fixed.wav", "microphone0.wav", "microphones.wav", "talker.wav"]
-FILES = sorted(SOUNDS + ["demo.png"])
+FILES = sorted(SOUNDS + ["demo.png", "front.png"])
 
 
 def run(folder):
-    command = [sys.executable, "-B", "-m", "vekbf_lab.demo", "--tool", TOOL, "--out", folder]
+    command = [sys.executable, "-B", "-m", "vekbf_lab.demo", "--tool", TOOL, "--out", folder, "--picture", f"{folder}/front.png"]
     return subprocess.run(command, check=True, capture_output=True, text=True)
 
 
@@ -84,6 +86,13 @@ class DemoTest(unittest.TestCase):
     def test_all_files_are_as_long_as_the_scene(self):
         lengths = {wav.read(Path(self.folders[0].name, name))[1].shape[0] for name in SOUNDS}
         self.assertEqual(len(lengths), 1)
+
+    def test_the_picture_of_the_readme_is_that_of_the_demo(self):
+        kept = image.imread(Path(__file__).resolve().parents[2] / "docs/pictures/before-and-after.png")
+        drawn = image.imread(Path(self.folders[0].name, "front.png"))
+        self.assertEqual(kept.shape, drawn.shape)
+        # Another version of the drawing library may move a letter; other samples change every point of a spectrogram.
+        self.assertLess(float(np.abs(kept - drawn).mean()), 0.005)
 
     def test_the_picture_is_a_page(self):
         head = Path(self.folders[0].name, "demo.png").read_bytes()[:24]

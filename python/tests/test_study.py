@@ -60,19 +60,6 @@ class DocumentsTest(unittest.TestCase):
         means = np.array([[float(cell) for cell in row[-3:]] for row in rows(PARAMETERS, "intensity")])
         self.assertEqual(means.argmax(axis=0).tolist(), [study_runs.INTENSITY] * 3)
 
-    def test_what_the_readme_says_of_them(self):
-        every = [row for level in study_scenes.LEVELS for row in rows(IMPROVEMENT, f"improvement {level} dB")]
-        fixed, adaptive = (np.array([float(row[column]) for row in every]) for column in (2, 3))
-        better, worse = sum(row[-1] == "adaptive" for row in every), int(np.count_nonzero(adaptive < 0))
-        readme = " ".join((DOCS.parent / "README.md").read_text(encoding="utf-8").split())
-        for words in (
-            f"of the {len(every)} cases by which",
-            f"by {fixed.min():.1f} to {fixed.max():.1f} dB of SI-SDR over microphone 0",
-            f"was better in {better} of them, by up to {(adaptive - fixed).max():.1f} dB",
-            f"in {worse} cases it did worse than a bare microphone",
-        ):
-            self.assertIn(words, readme)
-
     def test_the_threshold_changes_no_sample(self):
         values, outputs = study_runs.threshold_outputs()
         self.assertEqual((len(set(values)), outputs), (1, 1))

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The demonstration: real speech in a four-microphone scene, through both beamformers.
 
-    python3 -m vekbf_lab.demo --tool PATH/TO/vekbf --out FOLDER
+    python3 -m vekbf_lab.demo --tool PATH/TO/vekbf --out FOLDER [--picture FILE]
 """
 
 import argparse
@@ -16,6 +16,7 @@ import numpy as np
 from . import demo_page, measures, plots, scene, simulate, speech, wav
 
 ARRAY = scene.Array(positions=((0.0, 0.0), (0.08, 0.0), (0.16, 0.0), (0.24, 0.0)))
+MICS = "; ".join(f"{x},{y}" for x, y in ARRAY.positions)
 TALKER_ANGLE = 60
 SECOND_TALKER_ANGLE = 150
 TALKER_DB = -26.0  # of 16-bit full scale, while speaking
@@ -25,6 +26,8 @@ LEAD_SECONDS = 1.0  # before the talker begins; also the second that the measure
 SEED = 20221129
 INTENSITY = 3
 TIMED_RUNS = 3
+PICTURED = 9  # seconds into the scene: where the README's picture begins
+PICTURED_SECONDS = 8
 # Neighbouring samples of speech are never this far apart: the sum has wrapped around.
 WRAP_STEP = 32768
 
@@ -124,6 +127,7 @@ def main():
     parser = argparse.ArgumentParser(prog="demo")
     parser.add_argument("--tool", type=Path, required=True, help="the vekbf program")
     parser.add_argument("--out", type=Path, required=True, help="folder for the WAV files and the picture")
+    parser.add_argument("--picture", type=Path, help="also write the picture of the README; needs the shared library")
     options = parser.parse_args()
     options.out.mkdir(parents=True, exist_ok=True)
 
@@ -150,6 +154,14 @@ def main():
     talkers = {"talker": TALKER_ANGLE, "second talker": SECOND_TALKER_ANGLE}
     page = demo_page.page(ARRAY, talkers, rows, signals, speech.RATE, verdict(*rows))
     plots.save(page, options.out / "demo.png")
+    if options.picture:
+        from . import arrays, beam_pattern  # they load the library
+
+        pattern = beam_pattern.measure(arrays.from_settings({"mics": MICS}), speech.RATE, look=TALKER_ANGLE, step=3)
+        part = slice(PICTURED * speech.RATE, (PICTURED + PICTURED_SECONDS) * speech.RATE)
+        before, after = [signal[part] for signal in list(signals.values())[:2]]
+        shown = {"Before: one microphone": before, "After: the fixed beamformer": after}
+        plots.save(demo_page.front(ARRAY, talkers, pattern, shown, speech.RATE), options.picture)
 
     print(
         f"Four microphones in a line, 8 cm apart; a talker at {TALKER_ANGLE} degrees, a second one at "
@@ -161,7 +173,9 @@ def main():
     print(verdict(*rows))
     print(
         f"\nListen to {options.out}/microphone0.wav, then fixed.wav and adaptive.wav beside it; "
-        "talker.wav is the talker alone. demo.png shows all of it on one page."
+        "talker.wav is the talker alone. demo.png shows all of it on one page.\n"
+        "Where to go next: docs/first-sound.md for a recording of your own, docs/live.md for a beam as a microphone of every "
+        "program, README.md for the rest."
     )
 
 

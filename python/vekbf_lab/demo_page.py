@@ -35,6 +35,17 @@ def plan(axes, array, talkers):
     axes.set_title(f"Seen from above ({len(positions)} microphones, {100 * spacing:.0f} cm apart)", fontsize=10, pad=14)
 
 
+def front(array, talkers, pattern, signals, rate):
+    """The README's picture: the array, its beam, and the signals of {title: signal}."""
+    drawn = plots.figure(10.5, 5.4)
+    left, right = drawn.subfigures(1, 2, width_ratios=(1, 1.7))
+    plan_part, pattern_part = left.subfigures(2, 1)
+    plan(plan_part.add_subplot(), array, talkers)
+    plots.beam_polar(pattern_part.add_subplot(projection="polar"), pattern, centres=(500, 1000, 2000))
+    plots.spectrograms(right.subplots(len(signals), 1, sharex=True), signals, rate)[-1].set_xlabel("time (s)")
+    return drawn
+
+
 def figures(axes, rows):
     """Signal-to-distortion ratio and what is left in the pauses."""
     where = np.arange(len(rows))

@@ -25,16 +25,15 @@ class ReadmeTest(DeskTest):
         self.said(take("README.md", "arecord", "sh"))
         self.assertEqual(len((self.folder / "played.raw").read_bytes()), 2 * FRAMES)
 
-    def test_presets(self):
-        # scripts/test does what the block says for every build: it is not done once more here.
-        commands = take("README.md", "cmake --preset release", "").strip().split(" && ")
-        self.assertEqual(commands, ["cmake --preset release", "cmake --build build/release"])
-        script = (ROOT / "scripts/test").read_text()
-        for command in ('cmake --preset "$build"', 'cmake --build "build/$build"'):
-            self.assertIn(command, script)
+    def test_python(self):
+        text = take("README.md", "from_settings", "python")
+        before = "from vekbf_lab import wav\nrecording = wav.read('meeting.wav')[1].astype('int16')\n"
+        self.run_python(before + text + f"assert 0 < len(clean) <= {FRAMES}\n")
 
+
+class SourceTest(DeskTest):
     def test_library_alone(self):
-        text = take("README.md", "VEKBF_BUILD_TESTS=OFF", "")
+        text = take("docs/integration.md", "VEKBF_BUILD_TESTS=OFF", "sh")
         # A folder like the source tree, in which the block may make its own `build`.
         tree = self.folder / "tree"
         tree.mkdir()

@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """The programs and build files of the documents, against an installed tree."""
 
-import array
 import os
 import re
 import subprocess
@@ -10,16 +9,11 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from desk import DeskTest
 from documents import LIBRARY, ROOT, STREAM_LIBRARY, TEXTS, TREE, take
-
-from vekbf_lab import wav
 
 STRICT = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
 HOST = ROOT / "tests/packaging/consumers/host.c"
 DOCUMENT = "docs/integration.md"
-# Of VekBf_Run.
-LAG = 384
 STREAM_LIBRARY = LIBRARY.parent / LIBRARY.name.replace("libvekbf", "libvekbf-stream")
 
 
@@ -135,18 +129,3 @@ int main(void) {
         for rate, *times in rows:
             for samples, time in zip((128, 384, 511), times):
                 self.assertAlmostEqual(float(time), 1000 * samples / int(rate), delta=0.05)
-
-
-class ReadmeProgramTest(DeskTest):
-    def test_it_gives_what_the_tool_gives(self):
-        (self.folder / "host.c").write_text(take("README.md", "int main", "c"))
-        command = ["cc", "-std=c99", *STRICT, f"-I{TREE}/include", "-o", "host", "host.c", str(LIBRARY)]
-        subprocess.run(command, cwd=self.folder, env=self.environment, check=True)
-        self.run_script("./host out.raw <heard/meeting.raw")
-        raw = array.array("h", (self.folder / "out.raw").read_bytes())
-        tool = "vekbf process meeting.wav out.wav --mic 0,0 --mic 0.08,0 --mic 0.16,0 --mic 0.24,0 --angle 60"
-        self.said(tool)
-        lined_up = wav.read(self.folder / "out.wav")[1][:, 0].tolist()
-        # The program ends with the last whole block and leaves the lag in.
-        self.assertGreater(len(raw), 10 * LAG)
-        self.assertEqual(raw[LAG:].tolist(), lined_up[: len(raw) - LAG])

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Makes what lists the tool's options from its one list: the completions, the options of the manual page, the table of
-the README.
+"""Makes what lists the tool's options from its one list: the completions and the options of the manual page.
 
     make_tables.py PRINT_TABLE           writes the files
     make_tables.py PRINT_TABLE --check   only says which of them differ
@@ -259,28 +258,15 @@ def manual(table, command):
     return "\n".join(lines) + "\n"
 
 
-def readme(table):
-    rows = ["| option | meaning | default |", "|---|---|---|"]
-    for option in table.of(table.commands[0]):
-        # A bar would end the cell.
-        name = f"--{option['name']} {option['values']}".strip().replace("|", "\\|")
-        default = f"`{option['initial']}`" if option["initial"] else "none" if option["values"] else "off"
-        meaning = option["help"].replace("|", "\\|").replace("<", "&lt;")
-        rows.append(f"| `{name}` | {meaning} | {default} |")
-    return "\n".join(rows) + "\n"
-
-
 def results(table):
     page = (TOOLS / "man" / "vekbf.1").read_text()
     for command in table.commands:
         page = between(page, f"options of {command['name']}", manual(table, command), lambda text: f'.\\" {text}')
-    start = (ROOT / "README.md").read_text()
     return {
         TOOLS / "completion" / "vekbf.bash": bash(table),
         TOOLS / "completion" / "_vekbf": zsh(table),
         TOOLS / "completion" / "vekbf.fish": fish(table),
         TOOLS / "man" / "vekbf.1": page,
-        ROOT / "README.md": between(start, "options of process", readme(table), lambda text: f"<!-- {text} -->"),
     }
 
 

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The README's figures are those of the demonstration. Its table of options is made by tools/tables; what it shows
-otherwise is run by tests/documents."""
+"""The README's figures are those of the demonstration. What it shows otherwise is run by tests/documents."""
 
 import os
 import re
