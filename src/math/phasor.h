@@ -22,28 +22,48 @@
 namespace vekbf {
 inline namespace VEKBF_TARGET {
 
-inline constexpr float kPhasorLimit = 0x1p14f;  // domain: kPhasorTiny <= |x| <= kPhasorLimit
-inline constexpr float kPhasorTiny = 0x1p-12f;  // below it cos x rounds to 1 and sin x to x
+inline constexpr float kPhasorLimit = 0x1p14f;    // domain: kPhasorTiny <= |x| <= kPhasorLimit
+inline constexpr float kPhasorTiny = 0x1p-12f;    // below it cos x rounds to 1 and sin x to x
+inline constexpr float kDoublingLimit = 0x1p12f;  // domain of `doubled`: |x| below it
 
-// cos and -sin of the sum of a direction of the table and r.
+// cos and -sin in double precision.
 template <class W>
-struct Turned {
+struct Direction {
   W cosine;
   W minus_sine;
 };
 
+// What is left of an angle beside a direction of the table.
 template <class W>
-[[gnu::always_inline]] inline Turned<W> turned(W cosine, W minus_sine, W r) {
+struct SmallAngle {
+  W sine;
+  W cosine_less_1;
+};
+
+template <class W>
+[[gnu::always_inline]] inline SmallAngle<W> small_angle(W r) {
   const auto c = [](double value) { return W::splat(value); };
   W z = r * r;
-  W sin_r = r + (r * z) * (z * c(1.0 / 120) - c(1.0 / 6));
-  W cos_r_less_1 = z * (z * (z * c(-1.0 / 720) + c(1.0 / 24)) - c(0.5));
-  return {cosine + (cosine * cos_r_less_1 + minus_sine * sin_r),
-          minus_sine + (minus_sine * cos_r_less_1 - cosine * sin_r)};
+  W sine = r + (r * z) * (z * c(1.0 / 120) - c(1.0 / 6));
+  W cosine_less_1 = z * (z * (z * c(-1.0 / 720) + c(1.0 / 24)) - c(0.5));
+  return {sine, cosine_less_1};
 }
 
+template <class W>
+[[gnu::always_inline]] inline Direction<W> turned(Direction<W> from, SmallAngle<W> by) {
+  return {from.cosine + (from.cosine * by.cosine_less_1 + from.minus_sine * by.sine),
+          from.minus_sine + (from.minus_sine * by.cosine_less_1 - from.cosine * by.sine)};
+}
+
+// A direction of the table, by its offset in bytes, and what is left.
 template <class V>
-[[gnu::always_inline]] inline simd::Pairs<V> phasor(V x) {
+struct ReducedPhase {
+  decltype(bits_of(V{})) entry;
+  SmallAngle<decltype(widen(V{}))> rest;
+};
+
+template <class V>
+[[gnu::always_inline]] inline ReducedPhase<V> reduced_phase(V x) {
   using namespace simd;
   using I = decltype(bits_of(x));
   using W = decltype(widen(x));
@@ -56,14 +76,38 @@ template <class V>
   const V biased = x * V::splat(kStepsPerRadian) + V::splat(kRound);
   W n = widen(biased - V::splat(kRound));
   W r = (widen(x) - n * c(kStepHigh)) - n * c(kStepLow);
-  size_t entries[V::kLanes];
   static_assert(sizeof(kPhasorTable[0]) == 1 << 4);
-  offsets_of(shifted_left<4>(bits_of(biased) & I::splat(kPhasorTableSize - 1)), entries);
+  return {shifted_left<4>(bits_of(biased) & I::splat(kPhasorTableSize - 1)), small_angle(r)};
+}
+
+template <class V>
+[[gnu::always_inline]] inline auto direction_of(const ReducedPhase<V>& phase) {
+  using W = decltype(widen(V{}));
+  size_t entries[V::kLanes];
+  offsets_of(phase.entry, entries);
   W cosine, minus_sine;
   load_columns(kPhasorTable, entries, cosine, minus_sine);
+  return turned<W>({cosine, minus_sine}, phase.rest);
+}
 
-  Turned<W> sum = turned(cosine, minus_sine, r);
-  return {narrow(sum.cosine), narrow(sum.minus_sine)};
+// The direction of 2x from that of x, before it is rounded. This form, and of those tried only this
+// one, rounds to the floats of the library functions for every x of its domain
+// (phasor_slow_test); the first float beyond for which it does not is 0x1.33333p+12. The
+// differences of squares by way of products, 1 - 2 s^2 and 2 c^2 - 1 miss some where they vanish.
+template <class W>
+[[gnu::always_inline]] inline Direction<W> doubled(Direction<W> x) {
+  W product = x.minus_sine * x.cosine;
+  return {x.cosine * x.cosine - x.minus_sine * x.minus_sine, product + product};
+}
+
+template <class W>
+[[gnu::always_inline]] inline auto rounded(Direction<W> x) {
+  return simd::Pairs<decltype(narrow(x.cosine))>{narrow(x.cosine), narrow(x.minus_sine)};
+}
+
+template <class V>
+[[gnu::always_inline]] inline simd::Pairs<V> phasor(V x) {
+  return rounded(direction_of(reduced_phase(x)));
 }
 
 }  // namespace VEKBF_TARGET

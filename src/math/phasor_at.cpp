@@ -48,7 +48,8 @@ Complex phasor_of_large(float phi) {
 
   using f64x1 = decltype(widen(simd::f32x1{}));
   const auto& entry = kPhasorTable[direction % kPhasorTableSize];
-  const Turned<f64x1> sum = turned(f64x1::splat(entry[0]), f64x1::splat(entry[1]), f64x1::splat(r));
+  const Direction<f64x1> sum =
+      turned<f64x1>({f64x1::splat(entry[0]), f64x1::splat(entry[1])}, small_angle(f64x1::splat(r)));
   const float sine = static_cast<float>(sum.minus_sine.v[0]);
   return {static_cast<float>(sum.cosine.v[0]), std::signbit(phi) ? -sine : sine};
 }

@@ -381,6 +381,8 @@ struct f64x4 {
 template <>
 inline constexpr bool kFlushesSubnormals<neon::f32x4> = true;
 #endif
+template <>
+inline constexpr bool kPassesPay<neon::f32x4> = false;
 
 }  // namespace simd
 }  // namespace VEKBF_TARGET

@@ -49,6 +49,37 @@ TEST(PhasorExhaustive, EveryFloatOfTheDomainAndOfRowsThatReachIt) {
   }
 }
 
+TEST(PhasorExhaustive, EveryFloatWhoseDoubleARowTakesFromIt) {
+  using V = simd::f32x4;
+  const float last = std::nextafter(kDoublingLimit, 0.0f);
+  for (const float sign : {1.0f, -1.0f}) {
+    const auto mismatches = [sign](float* x) {
+      for (int i = 0; i < V::kLanes; ++i) x[i] *= sign;
+      Complex pairs[V::kLanes];
+      store_pairs(pairs, rounded(doubled(direction_of(reduced_phase(V::load(x))))));
+      uint64_t bad = 0;
+      for (int i = 0; i < V::kLanes; ++i) {
+        const double phi = 2.0 * static_cast<double>(x[i]);
+        const bool same = test::same_bits(pairs[i].re, static_cast<float>(std::cos(phi))) &&
+                          test::same_bits(pairs[i].im, -static_cast<float>(std::sin(phi)));
+        bad += same ? 0 : 1;
+      }
+      return bad;
+    };
+    EXPECT_EQ(test::for_every_float<V::kLanes>(kSmallestOfARow, last, 1, mismatches), 0u);
+  }
+}
+
+// The limit is not caution: the rule fails beyond it.
+TEST(PhasorExhaustive, BeyondTheLimitADoubledAngleDiffers) {
+  using simd::f32x1;
+  const float x = 0x1.33333p+12f;
+  const auto value = rounded(doubled(direction_of(reduced_phase(f32x1::splat(x)))));
+  const double phi = 2.0 * static_cast<double>(x);
+  EXPECT_FALSE(test::same_bits(value.re.v[0], static_cast<float>(std::cos(phi))) &&
+               test::same_bits(value.im.v[0], -static_cast<float>(std::sin(phi))));
+}
+
 TEST(PhasorExhaustive, EveryLargerFloat) {
   const float first = std::nextafter(kPhasorLimit, 1e9f);
   const auto mismatches = [](const float* phi) {

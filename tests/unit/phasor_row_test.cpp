@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 #include "base/sizes.h"
@@ -54,8 +55,9 @@ TEST(PhasorRow, NoDelayKeepsTheSignOfZero) {
 
 TEST(PhasorRow, EveryRuleAndItsBordersGiveTheLibraryFunctionsFloats) {
   const double tiny = static_cast<double>(kPhasorTiny) / 256;
+  const double doubling = static_cast<double>(kDoublingLimit) / 128;
   const double limit = static_cast<double>(kPhasorLimit) / 256;
-  for (const double border : {tiny, limit}) {
+  for (const double border : {tiny, doubling, limit}) {
     for (const double factor : {1 - 1e-6, 1 - 1e-12, 1.0, 1 + 1e-12, 1 + 1e-6}) {
       EXPECT_TRUE(row_matches(border * factor));
       EXPECT_TRUE(row_matches(-border * factor));
@@ -137,6 +139,37 @@ TEST(PhasorRow, NothingIsDerivedFromStepsThatHaveNoNumberOrNoPhase) {
   Complex other[kBinCount] = {}, row[kBinCount];
   for (const double step : {0.0, -0.0, nan}) {
     EXPECT_EQ(derive_phasor_row(row, step, other, step), 1) << step;
+  }
+}
+
+// Each row is compared with the definition, whichever of the others it was taken from; the steps
+// lie where angles are doubled, at both ends of that domain, and beyond it.
+TEST(PhasorRow, RowsThatHelpEachOtherFollowTheDefinition) {
+  const uint64_t seed = test::test_seed(5);
+  SCOPED_TRACE(test::seed_note(seed));
+  test::Random random(seed);
+  constexpr double kMultiples[][kMaxMics] = {{0, 1, 2, 3}, {0, 1, 2, 4},  {1, 2, 4, 8},
+                                             {2, 1, 4, 2}, {1, 1, 2, 2},  {1, -1, 2, -2},
+                                             {3, 6, 1, 2}, {1, 2, -2, 4}, {-1, -2, 3, 6}};
+  const double tiny = static_cast<double>(kPhasorTiny) / 256;
+  const double limit = static_cast<double>(kDoublingLimit) / 128;
+  const double scales[] = {0.4, 3.0, tiny / 2, tiny, limit / 4, limit / 2, limit, 2 * limit};
+  Spectrum rows[kMaxMics];
+  for (int i = 0; i < 400; ++i) {
+    const double step =
+        scales[static_cast<size_t>(i) % std::size(scales)] * (1.0 + 0.01 * (random.unit() - 0.5));
+    for (const auto& multiples : kMultiples) {
+      double steps[kMaxMics];
+      for (int m = 0; m < kMaxMics; ++m) steps[m] = multiples[m] * step;
+      fill_phasor_rows(rows, steps, kMaxMics);
+      for (int m = 0; m < kMaxMics; ++m) {
+        for (int k = 1; k < kBinCount; ++k) {
+          const Complex expected = expected_value(k, steps[m]);
+          ASSERT_TRUE(test::same_spectra(&rows[m][k], &expected, 1))
+              << "step " << steps[m] << " row " << m << " bin " << k;
+        }
+      }
+    }
   }
 }
 
