@@ -36,13 +36,24 @@
  *
  * Steered response power with the phase transform: every second block each microphone's last 512
  * samples are transformed, and the phase differences of the pairs of microphones are compared with
- * those that each whole degree would give. Only bins that stand out count, weighted by how far:
- * steady noise (estimated as in the beam) and late reverberation (what the same bin held some 30 ms
- * and more before, decaying) are taken off first, so that the onsets of speech decide and a fan or
- * a hiss, however directional, does not. About every 32 ms the evidence goes to a tracker on the
- * grid of degrees: a talker who moves is followed at once, a talker elsewhere when enough evidence
- * speaks for it. An algorithm of sums, products and comparisons: the results are the same, bit for
- * bit, on every machine.
+ * those that each whole degree would give.
+ *
+ * - Weights. Only bins that stand out count, weighted by how far: steady noise (estimated as in the
+ *   beam), late reverberation (what the same bin held some 30 ms and more before, decaying) and the
+ *   sound just before (what it held one transform earlier, at 16 kHz) are taken off its power
+ *   first. So the onsets of speech decide, which come the straight way, and a fan or a hiss,
+ * however directional, does not. At most 96 bins count in a transform, the heaviest of each band.
+ * - Reverberation. The part of late reverberation in a phase difference, which comes from all sides
+ *   alike and would draw it towards the broad side of the pair, is taken out.
+ * - Sharpening. Low bins of near microphones tell directions only broadly: there the phase
+ *   difference is taken two, four or eight times, as that of a pair so much farther apart would be,
+ *   as long as it cannot turn round. The response of all bins is squared before it counts.
+ * - Tracking. About every 32 ms the evidence goes to a tracker on the grid of degrees (a max-sum
+ *   filter): a talker who moves is followed at once, a talker elsewhere when enough evidence speaks
+ *   for it.
+ *
+ * An algorithm of sums, products, quotients, square roots and comparisons: the results are the
+ * same, bit for bit, on every machine.
  *
  * Sources: C. H. Knapp and G. C. Carter, "The generalized correlation method for estimation of time
  * delay", IEEE Trans. ASSP 24 (1976) 320-327; J. H. DiBiase, "A high-accuracy, low-latency
@@ -50,8 +61,11 @@
  * University (2000); the noise of a bin as in S. Rangachari and P. C. Loizou, Speech Communication
  * 48 (2006) 220-231; its late reverberation as in K. Lebart, J. M. Boucher and P. N. Denbigh, "A
  * new method based on spectral subtraction for speech dereverberation", Acta Acustica 87 (2001)
- * 359-366; the steering as a Fourier series in the angle by the expansion of C. G. J. Jacobi and
- * C. T. Anger.
+ * 359-366, and its coherence between two microphones as in E. A. P. Habets and S. Gannot,
+ * "Generating sensor signals in isotropic noise fields", JASA 122 (2007) 3464-3470; sharper
+ * responses of single bins as in B. Loesch and B. Yang, "Blind source separation based on
+ * time-frequency sparseness in the presence of spatial aliasing", LVA/ICA (2010); the steering as a
+ * Fourier series in the angle by the expansion of C. G. J. Jacobi and C. T. Anger.
  *
  * ## What it cannot know
  *

@@ -15,4 +15,12 @@ double bessel_orders(double x, double (&orders)[kBesselStart + 1]) {
   return 2.0 * sum + orders[0];
 }
 
+double sine_quotient(double x, const double (&orders)[kBesselStart + 1], double divisor) {
+  double sine = 0.0;
+  for (int n = kBesselStart - 1; n >= 1; n -= 2) {
+    sine = n % 4 == 1 ? sine + orders[n] : sine - orders[n];
+  }
+  return ((2.0 * sine) / divisor) / x;
+}
+
 }  // namespace vekbf::direction

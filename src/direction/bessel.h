@@ -13,4 +13,8 @@ inline constexpr int kBesselStart = 40;  // order from which the recurrence goes
 // rows of the table do not depend on the mathematics library.
 double bessel_orders(double x, double (&orders)[kBesselStart + 1]);
 
+// sin(x) / x from the same numbers: the expansion of sin(x cos theta) at theta = 0. bit-exact
+// contract: as above.
+double sine_quotient(double x, const double (&orders)[kBesselStart + 1], double divisor);
+
 }  // namespace vekbf::direction

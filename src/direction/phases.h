@@ -3,6 +3,11 @@
 // Phase differences of the pairs in the bins that count, gathered as the coefficients of a Fourier
 // series in the angle: the steered response of C. H. Knapp and G. C. Carter's phase transform
 // (1976), for all directions at once.
+//
+// Late reverberation comes from everywhere alike: two microphones hear it with the coherence
+// sin(kappa) / kappa (E. A. P. Habets and S. Gannot, "Generating sensor signals in isotropic noise
+// fields", JASA 122 (2007) 3464-3470), which draws every phase towards that of sound from the side
+// of the pair. So its share is taken off before the phase counts.
 #pragma once
 
 #include "base/spectrum.h"
@@ -20,8 +25,9 @@ struct Evidence {
   Harmonics harmonics[kMaxAccumulators];
 };
 
+// `power` and `late`, the late reverberation, are of the same transform as the spectra.
 void gather_phases(Evidence& evidence, const Spectrum* spectra, int mics, const float* power,
-                   const ReliableBins& reliable, const Groups& groups, const Rows& rows,
-                   int firstBin);
+                   const float* late, const ReliableBins& reliable, const Groups& groups,
+                   const Rows& rows, int firstBin);
 
 }  // namespace vekbf::direction

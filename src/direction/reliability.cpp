@@ -25,10 +25,10 @@ void settle_noise(Reliability& r, const float* power) {
     using V = decltype(lane);
     V mean = V::load(power + k);
     if (r.transforms > 1) {
-      const V before = V::load(r.settling + k);
+      const V before = V::load(r.excess + k);
       mean = before + (mean - before) * V::splat(share);
     }
-    mean.store(r.settling + k);
+    mean.store(r.excess + k);
     mean.store(r.noise->noisePower + k);
   });
 }

@@ -27,9 +27,10 @@ struct Reliability {
   Mcra2State* noise;              // in it
   BinPowers powers[kMaxLag + 1];  // of the last transforms, a ring
   BinPowers late;
-  BinPowers settling;  // mean power of the first transforms
-  BinPowers excess;    // power above noise, late reverberation and the sound before
-  int32_t newest;      // of the ring
+  // Power above noise, late reverberation and the sound before; until there is one, the mean power
+  // of the first transforms.
+  BinPowers excess;
+  int32_t newest;  // of the ring
   uint64_t transforms;
 };
 

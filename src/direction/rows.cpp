@@ -10,10 +10,10 @@ namespace vekbf::direction {
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
-constexpr double kLeastKappa = 0x1p-6;  // below it all directions look alike
-constexpr double kMostKappa = 16.0;     // above it a phase has too many turns
-constexpr double kMostSharpened = 3.0;  // up to it a phase may be taken several times
-constexpr double kGrain = 0x1p20;       // factors are multiples of its reciprocal
+constexpr double kLeastKappa = 0x1p-6;   // below it all directions look alike
+constexpr double kMostKappa = 16.0;      // above it a phase has too many turns
+constexpr double kMostSharpened = 3.33;  // up to it a phase may be taken several times
+constexpr double kGrain = 0x1p20;        // factors are multiples of its reciprocal
 
 int doublings_of(double kappa) {
   int doublings = 0;
@@ -23,11 +23,21 @@ int doublings_of(double kappa) {
 
 int harmonics_of(double kappa) { return std::min(kHarmonics, 5 + static_cast<int>(1.2 * kappa)); }
 
+// In steps of the reciprocal of `steps`, to the nearest.
+int32_t in_steps(double value, double steps) {
+  const double half = value < 0 ? -0.5 : 0.5;
+  return static_cast<int32_t>(value * steps + half);
+}
+
 // bit-exact contract: multiples of 2^-20, so that no sum of their products is subnormal.
 float rounded_to_grain(double value) {
-  const double half = value < 0 ? -0.5 : 0.5;
-  return static_cast<float>(static_cast<double>(static_cast<int32_t>(value * kGrain + half)) /
-                            kGrain);
+  return static_cast<float>(static_cast<double>(in_steps(value, kGrain)) / kGrain);
+}
+
+int16_t diffuse_coherence(double kappa) {
+  double orders[kBesselStart + 1];
+  const double divisor = bessel_orders(kappa, orders);
+  return static_cast<int16_t>(in_steps(sine_quotient(kappa, orders, divisor), kCoherenceSteps));
 }
 
 int steps_of(double kappa) { return (harmonics_of(kappa) + kHarmonicStep - 1) / kHarmonicStep; }
@@ -44,7 +54,7 @@ void fill_row(float* row, int length, double kappa, int32_t groupCount) {
 }
 
 // Calls `row` with the bin (from the first that can count), the row set, the doublings and the
-// kappa that they make of each row there is, in the order of the table.
+// kappa before them of each row there is, in the order of the table.
 template <class Row>
 void for_each_row(const Groups& groups, const Constants& constants, uint32_t sampleRate,
                   int32_t soundSpeed, Row&& row) {
@@ -57,8 +67,7 @@ void for_each_row(const Groups& groups, const Constants& constants, uint32_t sam
                           (static_cast<double>(kFrameSize) * static_cast<double>(soundSpeed));
       const double kappa = static_cast<double>(k) * unit;
       if (!(kappa >= kLeastKappa && kappa <= kMostKappa)) continue;
-      const int doublings = doublings_of(kappa);
-      row(k - constants.firstBin, set, doublings, (1 << doublings) * kappa);
+      row(k - constants.firstBin, set, doublings_of(kappa), kappa);
     }
   }
 }
@@ -69,7 +78,9 @@ bool has_rows(const Groups& groups, const Constants& constants, uint32_t sampleR
               int32_t soundSpeed) {
   int floats = 0;
   for_each_row(groups, constants, sampleRate, soundSpeed,
-               [&](int32_t, int, int, double kappa) { floats += steps_of(kappa) * kHarmonicStep; });
+               [&](int32_t, int, int doublings, double kappa) {
+                 floats += steps_of((1 << doublings) * kappa) * kHarmonicStep;
+               });
   return floats > 0 && floats <= kRowFloats;
 }
 
@@ -78,11 +89,13 @@ void fill_rows(Rows& rows, const Groups& groups, const Constants& constants, uin
   int end = 0;
   for_each_row(groups, constants, sampleRate, soundSpeed,
                [&](int32_t bin, int set, int doublings, double kappa) {
-                 const int steps = steps_of(kappa);
+                 const double sharpened = (1 << doublings) * kappa;
+                 const int steps = steps_of(sharpened);
                  rows.start[bin][set] = static_cast<uint16_t>(end / kHarmonicStep);
                  rows.steps[bin][set] = static_cast<uint8_t>(steps);
                  for (int i = 0; i < doublings; ++i) rows.doubled[set][i] = bin + 1;
-                 fill_row(rows.values + end, steps * kHarmonicStep, kappa, groups.count);
+                 rows.diffuse[set][constants.firstBin + bin] = diffuse_coherence(kappa);
+                 fill_row(rows.values + end, steps * kHarmonicStep, sharpened, groups.count);
                  end += steps * kHarmonicStep;
                });
 }

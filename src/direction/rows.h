@@ -25,12 +25,18 @@ inline constexpr int kRowFloats = 70 * 1024 / 4;
 
 inline constexpr int kMostDoublings = 3;
 
+// Coherences are multiples of its reciprocal.
+inline constexpr int kCoherenceSteps = 1 << 14;
+
 struct Rows {
   // Per bin, from the first that can count.
   uint16_t start[kMaxBandBins][kMaxGroups];  // of each set's row, in steps of kHarmonicStep floats
   uint8_t steps[kMaxBandBins][kMaxGroups];   // its length, 0: the set has none here
   // Per set, how many of the lowest bins take the phase at least twice, four and eight times.
   int32_t doubled[kMaxGroups][kMostDoublings];
+  // Per set and bin, from bin 0: coherence of sound from everywhere, sin(kappa) / kappa, in steps;
+  // 0 where the set has no row.
+  int16_t diffuse[kMaxGroups][kBinCount];
   float values[kRowFloats];
 };
 

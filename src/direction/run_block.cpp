@@ -23,8 +23,9 @@ void gather(Finder& finder) {
   if (!counts || finder.paused) return;
   ReliableBins reliable;
   choose_bins(reliable, finder.reliability, finder.constants);
-  gather_phases(finder.evidence, finder.signals.spectra, finder.mics, power, reliable,
-                finder.groups, finder.rows, finder.constants.firstBin);
+  gather_phases(finder.evidence, finder.signals.spectra, finder.mics, power,
+                finder.reliability.late, reliable, finder.groups, finder.rows,
+                finder.constants.firstBin);
 }
 
 // Whether there is enough evidence, loud enough beside the loudest of late, which fades.

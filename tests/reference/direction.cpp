@@ -32,8 +32,10 @@ constexpr double kReverberation = 0.0147;
 constexpr float kOverNoise = 4.5f;
 constexpr float kOverLate = 4.0f;
 constexpr float kOverEarly = 1.0f;
+constexpr float kIsotropicLate = 2.0f;
 constexpr float kLeastPower = 1.0f;
 constexpr float kLeastMagnitudeSquared = 0.0009765625f;
+constexpr float kLeastCoherenceSquared = 0.00000095367431640625f;
 
 constexpr int kLowestHz = 200;
 constexpr int kHighestHz = 7000;
@@ -46,7 +48,7 @@ constexpr double kSameDistance = 0.00001;
 constexpr double kLeastKappa = 0.015625;
 constexpr double kMostKappa = 16.0;
 constexpr int kBesselStart = 40;
-constexpr double kSharpKappa = 3.0;
+constexpr double kSharpKappa = 3.33;
 constexpr int kMostSharp = 8;
 
 constexpr float kLeastActivity = 2.0f;
@@ -88,6 +90,17 @@ Complex squared(Complex z) {
   return {in_steps(z.re * z.re - z.im * z.im), in_steps(2.0f * (z.re * z.im))};
 }
 
+// The phase that is left without the part that late reverberation has in the mean of the products:
+// it comes from everywhere, so that its coherence is sin(kappa) / kappa (Habets and Gannot 2007).
+Complex without_late(Complex mean, float late) {
+  if (mean.re == 0.0f && mean.im == 0.0f) return mean;
+  const Complex rest = {mean.re - late, mean.im};
+  const float size = magnitude_squared(rest);
+  if (size < kLeastCoherenceSquared) return {0.0f, 0.0f};
+  const float inverse = 1.0f / std::sqrt(size);
+  return {in_steps(rest.re * inverse), in_steps(rest.im * inverse)};
+}
+
 // In an order that a mirrored array keeps.
 Complex sum_of(const std::vector<Complex>& products) {
   const size_t count = products.size();
@@ -103,8 +116,13 @@ Complex sum_of(const std::vector<Complex>& products) {
   return count == 1 ? middle : Complex{sum.re + middle.re, sum.im + middle.im};
 }
 
-// J_0 to J_24 by Miller's backward recurrence.
-std::array<double, kHarmonics + 1> bessel(double kappa) {
+// J_0 to J_24, and sin(kappa) / kappa, by Miller's backward recurrence.
+struct Bessel {
+  std::array<double, kHarmonics + 1> j;
+  double sinc;
+};
+
+Bessel bessel(double kappa) {
   std::array<double, kBesselStart + 2> t = {};
   t[kBesselStart] = 1.0;
   for (int n = kBesselStart; n >= 1; --n) {
@@ -114,16 +132,26 @@ std::array<double, kHarmonics + 1> bessel(double kappa) {
   double sum = 0.0;
   for (int n = kBesselStart; n >= 2; n -= 2) sum = sum + t[static_cast<size_t>(n)];
   sum = 2.0 * sum + t[0];
-  std::array<double, kHarmonics + 1> result;
-  for (size_t n = 0; n < result.size(); ++n) result[n] = t[n] / sum;
+  Bessel result;
+  for (size_t n = 0; n < result.j.size(); ++n) result.j[n] = t[n] / sum;
+  // The expansion of sin(kappa cos(angle)) at an angle of zero.
+  double sine = 0.0;
+  for (int n = kBesselStart - 1; n >= 1; n -= 2) {
+    const double term = t[static_cast<size_t>(n)];
+    sine = n % 4 == 1 ? sine + term : sine - term;
+  }
+  result.sinc = ((2.0 * sine) / sum) / kappa;
   return result;
 }
 
-float in_row_steps(double value) {
+// To the nearest multiple of 1 / steps.
+float in_steps_of(double value, double steps) {
   const double half = value < 0 ? -0.5 : 0.5;
-  const auto whole = static_cast<int32_t>(value * 1048576.0 + half);
-  return static_cast<float>(static_cast<double>(whole) / 1048576.0);
+  const auto whole = static_cast<int32_t>(value * steps + half);
+  return static_cast<float>(static_cast<double>(whole) / steps);
 }
+float in_row_steps(double value) { return in_steps_of(value, 1048576.0); }
+float in_coherence_steps(double value) { return in_steps_of(value, 16384.0); }
 
 // What speaks for a direction, relative to the strongest: the square favours the peak over the
 // shoulders that reflections give it.
@@ -220,7 +248,8 @@ bool Direction::place_line(const VekBfInit& array) {
       while (group != groups_.end() && std::fabs(distance - group->distance) > kSameDistance) {
         ++group;
       }
-      if (group == groups_.end()) group = groups_.insert(group, Group{distance, {}, {}, {}, {}});
+      if (group == groups_.end())
+        group = groups_.insert(group, Group{distance, {}, {}, {}, {}, {}});
       group->products.push_back(product);
     }
   }
@@ -237,7 +266,7 @@ bool Direction::place_square(const VekBfInit& array) {
   if (side < kNearestPair) return false;
   const std::vector<Product> all[4] = {{{1, 0}, {2, 3}}, {{0, 2}}, {{0, 3}, {1, 2}}, {{1, 3}}};
   for (int g = 0; g < 4; ++g) {
-    Group group{g % 2 == 0 ? side : 2.0 * radius, {}, {}, {}, {}};
+    Group group{g % 2 == 0 ? side : 2.0 * radius, {}, {}, {}, {}, {}};
     for (const Product product : all[g]) {
       if (product.first < mics_ && product.second < mics_) group.products.push_back(product);
     }
@@ -253,6 +282,7 @@ bool Direction::place_square(const VekBfInit& array) {
 void Direction::fill_rows(Group& group, int groups) const {
   group.rows.assign(kBins, {});
   group.sharpness.assign(kBins, 0);
+  group.diffuse.assign(kBins, 0.0f);
   if (group.products.empty()) return;
   const double unit = ((6.283185307179586 * static_cast<double>(rate_)) * group.distance) /
                       (512.0 * static_cast<double>(sound_speed_));
@@ -264,7 +294,8 @@ void Direction::fill_rows(Group& group, int groups) const {
     while (sharpness < kMostSharp && 2 * sharpness * kappa <= kSharpKappa) sharpness *= 2;
     group.sharpness[at] = sharpness;
     const double sharp = sharpness * kappa;
-    const auto j = bessel(sharp);
+    const auto j = bessel(sharp).j;
+    group.diffuse[at] = in_coherence_steps(bessel(kappa).sinc);
     const int count = std::min(kHarmonics, 5 + static_cast<int>(1.2 * sharp));
     for (int n = 1; n <= count; ++n) {
       const auto harmonic = static_cast<size_t>(n);
@@ -446,6 +477,7 @@ void Direction::add_bin(int bin) {
   const float weight = weight_[k];
   activity_ = activity_ + weight;
   level_ = level_ + weight * power_[k];
+  const float late_share = (kIsotropicLate * late_[k]) / power_[k];
   for (size_t g = 0; g < groups_.size(); ++g) {
     const Group& group = groups_[g];
     if (group.sharpness[k] == 0) continue;
@@ -457,10 +489,11 @@ void Direction::add_bin(int bin) {
     }
     const Complex sum = sum_of(products);
     const float share = 1.0f / static_cast<float>(products.size());
-    Complex mean = {in_steps(sum.re * share), in_steps(sum.im * share)};
-    for (int power = 1; power < group.sharpness[k]; power *= 2) mean = squared(mean);
-    const float even = weight * mean.re;
-    const float odd = weight * mean.im;
+    Complex phase = without_late({in_steps(sum.re * share), in_steps(sum.im * share)},
+                                 group.diffuse[k] * late_share);
+    for (int power = 1; power < group.sharpness[k]; power *= 2) phase = squared(phase);
+    const float even = weight * phase.re;
+    const float odd = weight * phase.im;
     // The groups of a line differ in their rows only.
     auto& sums = groups_[line_ ? 0 : g].sums;
     for (size_t n = 1; n <= kHarmonics; ++n) {

@@ -64,6 +64,7 @@ class Direction {
     double distance;
     std::vector<Product> products;
     std::vector<std::array<float, kHarmonics + 1>> rows;  // by bin
+    std::vector<float> diffuse;  // by bin: coherence of sound from everywhere
     std::vector<int> sharpness;  // by bin: multiple of the phase, 0 where there is no row
     std::array<float, kHarmonics + 1> sums;  // of weighted rows since the last update
   };
