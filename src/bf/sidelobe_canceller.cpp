@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // All bins are independent of each other, so the stages run one after the other over stretches of
-// the spectrum that are short enough for the first-level cache to hold all rows of a stretch. The
-// stages that run more than once are functions of their own over pointers, which compilers
-// increment; for elements of larger records they would compute each address anew.
+// the spectrum that are short enough for the first-level cache to hold all rows of a stretch.
+// Within a stage all microphones of one group of bins follow each other, so that what they share
+// stays in registers. Three stages and not one, because one would need more registers than there
+// are.
 #include "bf/sidelobe_canceller.h"
-
-#include <cstring>
 
 #include "simd/lanes.h"
 #include "simd/magnitude.h"
@@ -33,47 +32,72 @@ struct Stretch {
 // carries a last-bit difference on without bound.
 enum class Division { kTwoStep, kTrue };
 
-// The fixed beam, attenuated where the presence gain is below the threshold. Exactly at it, it is
-// kept.
+// The power of all microphones in one group of bins once more, for parts that are infinite.
 template <class V>
-void gate_reference(Complex* reference, const Complex* beam, const float* presence_gain,
-                    float threshold, int count) {
-  for (int k = 0; k < count; k += V::kLanes) {
-    const auto b = V::load_pairs(beam + k);
-    const V gain = V::load(presence_gain + k);
+[[gnu::noinline]] V power_by_rule(const MicSpectra& blocked, int k, int rows) {
+  V power = V::splat(0.0f);
+  for (int m = 0; m < rows; ++m) {
+    const auto e = V::load_pairs(&blocked[m][k]);
+    const V size = simd::magnitude(e.re, e.im);
+    power = plus_product(power, size, size);
+  }
+  return power;
+}
+
+// The reference is the fixed beam, attenuated where the presence gain is below the threshold;
+// exactly at it, it is kept. It is taken out of each microphone, x - w r, and the output is the
+// beam less the weighted sum of what is left. bit-exact contract: the sums run in the order of the
+// microphones, and the products of the real part are added to it one after the other.
+//
+// The square roots of one microphone are taken while the next one is worked on: they take long, and
+// a processor that executes in order would wait for them. A power that is no number needs the rule
+// of the magnitude for an infinite part; one test covers all microphones.
+template <class V>
+[[gnu::noinline]] void block_and_cancel(const CancellerInput& input, float threshold,
+                                        const CancellerState& state, const CancellerOutput& output,
+                                        Stretch bins) {
+  using W = decltype(widen(V{}));
+  const int rows = input.rows;
+  const V zero = V::splat(0.0f);
+  for (int k = bins.from; k < bins.to; k += V::kLanes) {
+    Pairs<V> beam = V::load_pairs(&input.beam[k]);
+    const V gain = V::load(&input.presence_gain[k]);
     const auto present = greater_equal(gain, V::splat(threshold));
-    store_pairs(reference + k,
-                Pairs<V>{select(present, b.re, gain * b.re), select(present, b.im, gain * b.im)});
-  }
-}
+    Pairs<V> r = {select(present, beam.re, gain * beam.re),
+                  select(present, beam.im, gain * beam.im)};
+    store_pairs(&output.reference[k], r);
 
-// Takes the reference out of one microphone, x - w r, and adds what is left to the canceller's
-// sums. bit-exact contract: the sums run in the order of the microphones, and the products of the
-// real part are added to it one after the other.
-template <class V>
-[[gnu::noinline]] void block_and_cancel(Complex* output, Complex* sum, float* power_sum,
-                                        const Complex* input, const Complex* weights,
-                                        const Complex* reference, const Complex* cancel_weights,
-                                        int count) {
-  for (int k = 0; k < count; k += V::kLanes) {
-    const auto x = V::load_pairs(input + k);
-    const auto w = V::load_pairs(weights + k);
-    const auto r = V::load_pairs(reference + k);
-    const V re = minus_product(plus_product(x.re, w.im, r.im), w.re, r.re);
-    const V im = x.im - plus_product(w.im * r.re, w.re, r.im);
-    store_pairs(output + k, Pairs<V>{re, im});
-    store_pairs(sum + k,
-                V::load_pairs(sum + k) + V::load_pairs(cancel_weights + k) * Pairs<V>{re, im});
-    const V size = simd::magnitude(re, im);
-    const V power = plus_product(V::load(power_sum + k), size, size);
-    power.store(power_sum + k);
-  }
-}
-
-template <class V>
-void subtract_cancelled(Complex* out, const Complex* beam, const Complex* cancelled, int count) {
-  for (int k = 0; k < count; k += V::kLanes) {
-    store_pairs(out + k, V::load_pairs(beam + k) - V::load_pairs(cancelled + k));
+    const Complex* spectrum = &input.spectra[0][k];
+    const Complex* block_weight = &state.block_weights[0][k];
+    const Complex* cancel_weight = &state.cancel_weights[0][k];
+    Complex* blocked = &output.blocked[0][k];
+    Pairs<V> sum = {zero, zero};
+    V power = zero;
+    W root = W::splat(0.0);
+    for (int m = 0; m < rows; ++m) {
+      Pairs<V> x = V::load_pairs(spectrum);
+      Pairs<V> w = V::load_pairs(block_weight);
+      const V re = minus_product(plus_product(x.re, w.im, r.im), w.re, r.re);
+      const V im = x.im - plus_product(w.im * r.re, w.re, r.im);
+      store_pairs(blocked, Pairs<V>{re, im});
+      sum = sum + V::load_pairs(cancel_weight) * Pairs<V>{re, im};
+      W wide_re = widen(re);
+      W wide_im = widen(im);
+      const V size = narrow(root);
+      power = plus_product(power, size, size);
+      root = square_root(wide_re * wide_re + wide_im * wide_im);
+      spectrum += kBinCount;
+      block_weight += kBinCount;
+      cancel_weight += kBinCount;
+      blocked += kBinCount;
+    }
+    const V size = narrow(root);
+    power = plus_product(power, size, size);
+    if (any_nan(power)) [[unlikely]]
+      power = power_by_rule<V>(output.blocked, k, rows);
+    store_pairs(&output.cancelled[k], sum);
+    power.store(&output.block_power[k]);
+    store_pairs(&output.beam[k], beam - sum);
   }
 }
 
@@ -105,57 +129,51 @@ template <class V, Division kDivision>
 template <class V>
 [[gnu::always_inline]] inline void adapt_weight(Complex* weight, V step, Pairs<V> error,
                                                 Pairs<V> input) {
-  const Pairs<V> old = V::load_pairs(weight);
-  const Pairs<V> gradient = times_conj(error, input);
+  Pairs<V> old = V::load_pairs(weight);
+  Pairs<V> gradient = times_conj(error, input);
   store_pairs(weight, Pairs<V>{plus_product(old.re, step, gradient.re),
                                plus_product(old.im, step, gradient.im)});
 }
 
 template <class V>
-[[gnu::noinline]] void adapt(Complex* block_weights, Complex* cancel_weights,
-                             const float* block_step, const float* cancel_step,
-                             const Complex* blocked, const Complex* reference, const Complex* out,
-                             int count) {
-  for (int k = 0; k < count; k += V::kLanes) {
-    const auto e = V::load_pairs(blocked + k);
-    adapt_weight(block_weights + k, V::load(block_step + k), e, V::load_pairs(reference + k));
-    adapt_weight(cancel_weights + k, V::load(cancel_step + k), V::load_pairs(out + k), e);
+[[gnu::noinline]] void adapt(int rows, const CancellerState& state, const CancellerOutput& output,
+                             Stretch bins) {
+  for (int k = bins.from; k < bins.to; k += V::kLanes) {
+    Pairs<V> reference = V::load_pairs(&output.reference[k]);
+    Pairs<V> beam = V::load_pairs(&output.beam[k]);
+    const V block_step = V::load(&output.block_step[k]);
+    const V cancel_step = V::load(&output.cancel_step[k]);
+    const Complex* blocked = &output.blocked[0][k];
+    Complex* block_weight = &state.block_weights[0][k];
+    Complex* cancel_weight = &state.cancel_weights[0][k];
+    for (int m = 0; m < rows; ++m) {
+      Pairs<V> e = V::load_pairs(blocked);
+      adapt_weight(block_weight, block_step, e, reference);
+      adapt_weight(cancel_weight, cancel_step, beam, e);
+      blocked += kBinCount;
+      block_weight += kBinCount;
+      cancel_weight += kBinCount;
+    }
   }
 }
 
 template <class V, Division kDivision>
 void cancel_stretch(const CancellerInput& input, const CancellerRules& rules,
                     const CancellerState& state, const CancellerOutput& output, Stretch bins) {
-  const int rows = input.rows;
   const int from = bins.from;
   const int count = bins.to - from;
-
-  gate_reference<V>(&output.reference[from], &input.beam[from], &input.presence_gain[from],
-                    rules.threshold, count);
-  for (int m = 0; m < rows; ++m) {
-    block_and_cancel<V>(&output.blocked[m][from], &output.cancelled[from],
-                        &output.block_power[from], &input.spectra[m][from],
-                        &state.block_weights[m][from], &output.reference[from],
-                        &state.cancel_weights[m][from], count);
-  }
-  subtract_cancelled<V>(&output.beam[from], &input.beam[from], &output.cancelled[from], count);
+  block_and_cancel<V>(input, rules.threshold, state, output, bins);
   normalise_steps<V, kDivision>(&output.block_step[from], &state.beam_power_smooth[from],
                                 &input.beam_power[from], rules.block, rules.first, count);
   normalise_steps<V, kDivision>(&output.cancel_step[from], &state.block_power_smooth[from],
                                 &output.block_power[from], rules.cancel, rules.first, count);
-  for (int m = 0; m < rows; ++m) {
-    adapt<V>(&state.block_weights[m][from], &state.cancel_weights[m][from],
-             &output.block_step[from], &output.cancel_step[from], &output.blocked[m][from],
-             &output.reference[from], &output.beam[from], count);
-  }
+  adapt<V>(input.rows, state, output, bins);
 }
 
 }  // namespace
 
 void cancel_sidelobes(const CancellerInput& input, const CancellerRules& rules,
                       const CancellerState& state, const CancellerOutput& output) {
-  std::memset(output.cancelled, 0, sizeof output.cancelled);
-  std::memset(output.block_power, 0, sizeof output.block_power);
   constexpr int kLast = kBinCount - 1;
   static_assert(kLast % kStretchBins == 0 && kStretchBins % Widest::kLanes == 0);
   for (int from = 0; from < kLast; from += kStretchBins) {

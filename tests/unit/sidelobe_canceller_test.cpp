@@ -160,6 +160,32 @@ TEST(Canceller, AddsWholeProductsAndPowersInMicrophoneOrderFromZero) {
   }
 }
 
+// The square root of a sum of squares would give not-a-number: infinite is the magnitude of a value
+// with one infinite part, whatever the other.
+TEST(Canceller, APowerWithAnInfinitePartIsInfinite) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  constexpr float kNotANumber = std::numeric_limits<float>::quiet_NaN();
+  constexpr int32_t kMics = 4;
+  for (int32_t odd = 0; odd < kMics; ++odd) {
+    for (const int k : {0, 2, 101, 255, 256}) {
+      Stage stage(kMics);
+      stage.randomise(366);
+      std::memset(stage.record.blockWeights, 0, sizeof stage.record.blockWeights);
+      stage.record.savedSpectrum[odd][k] = {kInfinity, kNotANumber};
+      stage.run();
+      for (int j = 0; j < kBinCount; ++j) {
+        float power = 0.0f;
+        for (int m = 0; m < kMics; ++m) power += reference::power(stage.record.savedSpectrum[m][j]);
+        EXPECT_EQ(j == k, std::isinf(power)) << j;
+        ASSERT_TRUE(same_bits(stage.record.blockPowerSum[j], power)) << odd << ' ' << k << ' ' << j;
+      }
+      stage.record.savedSpectrum[odd][k] = {kNotANumber, 1.0f};
+      stage.run();
+      EXPECT_TRUE(std::isnan(stage.record.blockPowerSum[k]));
+    }
+  }
+}
+
 TEST(Canceller, SubtractsFromTheUngatedBeam) {
   Stage stage(2);
   stage.randomise(365);
