@@ -26,6 +26,10 @@ install(FILES ${PROJECT_BINARY_DIR}/package/VekBfConfig.cmake
               ${PROJECT_BINARY_DIR}/package/VekBfConfigVersion.cmake
         DESTINATION ${package_dir})
 
+# Arrays that `array = NAME` finds.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/arrays/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vekbf/arrays
+        FILES_MATCHING PATTERN *.conf)
+
 # An absolute folder stays what it was set to; any other is given from the place of the file itself.
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(pc_prefix ${CMAKE_INSTALL_PREFIX})

@@ -143,7 +143,11 @@ typedef struct VekStream VekStream;
  * - `array` is a whole array: line:N:SPACING has N microphones on the x axis, microphone 0 at 0 and
  *   the others towards +x; square:SIDE has four microphones at 0, 90, 180 and 270 degrees, SIDE
  *   being the distance of neighbours. A length is a decimal number and one of mm, cm, m without a
- *   space, above 0 and at most 100 m.
+ *   space, above 0 and at most 100 m. A text with a slash in it, or with .conf at its end, is the
+ *   path of a file that describes an array; any other text is NAME of the file NAME.conf among the
+ *   installed ones, in share/vekbf/arrays. Such a file has the form of VekStream_ReadFile and the
+ *   words `array` (a shape), `mics`, `mic`, `geometry` and `channels` only; its `channels` hold
+ *   where the setting `channels` is not set.
  * - `mics` is all positions at once, in metres: "x,y; x,y; ...". Spaces around a number are
  *   allowed, and a + before it.
  * - `mic` adds one position, x,y. The first one replaces the array of former layers, the next ones
@@ -298,7 +302,8 @@ void VekStream_GetDirectionConfig(const VekStreamSettings *settings, VekDirConfi
  *
  * @param settings the settings
  * @param picks where one number for each microphone is written to; the first channel is 1
- * @return how many; 0 where `channels` is not set, and every channel is a microphone
+ * @return how many; 0 where neither `channels` nor the file of the array says it, and every channel
+ * is a microphone
  */
 int32_t VekStream_GetPicks(const VekStreamSettings *settings, int32_t picks[VEK_BF_MAX_MICS]);
 

@@ -87,7 +87,16 @@ static const char *set_shape(VekStreamSettings *settings, const BeamPorts *beam,
   return VekStream_Set(settings, "array", text);
 }
 
-static const char *read_array(VekStreamSettings *settings) {
+/* The ports are the microphones, whatever channels of its device an array's file names. */
+static const char *take_every_port(VekStreamSettings *settings, int mics) {
+  static const char *const every[] = {"1,2", "1,2,3", "1,2,3,4"};
+  int32_t picks[VEK_BF_MAX_MICS];
+  if (VekStream_Get(settings, "channels") != NULL || VekStream_GetPicks(settings, picks) != mics)
+    return NULL;
+  return VekStream_Set(settings, "channels", every[mics - BEAM_MIN_MICS]);
+}
+
+static const char *read_array(VekStreamSettings *settings, int mics) {
   const char *const named = getenv(BEAM_ARRAY_VARIABLE);
   const char *const path = named != NULL && *named != '\0' ? named : BEAM_ARRAY_FILE;
   const char *fault = VekStream_ReadFile(settings, path);
@@ -99,7 +108,7 @@ static const char *read_array(VekStreamSettings *settings) {
     }
     fclose(file);
   }
-  return fault;
+  return fault != NULL ? fault : take_every_port(settings, mics);
 }
 
 static const char *configure(VekStreamSettings *settings, const BeamPorts *beam) {
@@ -108,7 +117,7 @@ static const char *configure(VekStreamSettings *settings, const BeamPorts *beam)
   const float spacing = value_of(beam, BEAM_SPACING);
   if (spacing < 0.0f || spacing > MAX_SPACING_MM)
     return "Spacing (mm) is above 0 and at most 100000";
-  fault = spacing > 0.0f ? set_shape(settings, beam, spacing) : read_array(settings);
+  fault = spacing > 0.0f ? set_shape(settings, beam, spacing) : read_array(settings, beam->mics);
   if (fault != NULL) return fault;
   snprintf(intensity, sizeof intensity, "%ld",
            whole(value_of(beam, BEAM_INTENSITY), 0, MAX_INTENSITY));

@@ -5,6 +5,7 @@
 
 #include <initializer_list>
 
+#include "stream/array_file.h"
 #include "stream/array_text.h"
 #include "vek_direction.h"
 
@@ -14,8 +15,20 @@ namespace {
 
 constexpr double kLongestHold = VEK_DIR_MAX_HOLD_MS / 1000.0;
 
-bool take_array(Text value, Values& values, Message&) {
-  if (!parse_shape(value, values)) return false;
+// The array of a file, or the fault that names where installed arrays are.
+bool take_other_array(Text value, Values& values, Message& message) {
+  if (values.describesArray || find(value, ':') < value.size) return false;
+  if (take_array_file(value, arrays_folder(), values, message)) return true;
+  if (!message.empty()) return false;
+  message << "array is " << kSettings[kArray].right << " or the name of a file in "
+          << arrays_folder() << ", not ";
+  message.quote(value);
+  return false;
+}
+
+bool take_array(Text value, Values& values, Message& message) {
+  values.arrayPickCount = 0;
+  if (!parse_shape(value, values) && !take_other_array(value, values, message)) return false;
   values.fromShape = true;
   values.geometry = VEK_BF_UNIFORM_LINEAR_ARRAY;
   for (const Key other : {kMics, kGeometry}) {
@@ -189,7 +202,7 @@ bool take_intensity(Text value, Values& values, Message&) {
 const Setting kSettings[kKeyCount] = {
     {{"array", "SHAPE", nullptr,
       "line:N:SPACING from microphone 0 towards +x, or square:SIDE with microphones at 0, 90, 180, "
-      "270 degrees; lengths in mm, cm or m"},
+      "270 degrees; lengths in mm, cm or m; or the name or the file of an array"},
      "line:N:SPACING (1 to 4 microphones, such as line:4:35mm) or square:SIDE (such as "
      "square:64mm)",
      take_array},
@@ -275,6 +288,7 @@ const Setting kSettings[kKeyCount] = {
 void forget_array(Values& values) {
   values.fromShape = false;
   values.micCount = 0;
+  values.arrayPickCount = 0;
   for (const Key key : {kArray, kMics}) {
     free(values.text[key]);
     values.text[key] = nullptr;

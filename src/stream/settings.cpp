@@ -18,6 +18,11 @@ constexpr int32_t kStraightAhead = 90;  // degrees
 
 bool describes_array(Key key) { return key == kArray || key == kMic || key == kMics; }
 
+// Whether the file of an array may have the word.
+bool belongs_to_array(Key key) {
+  return describes_array(key) || key == kGeometry || key == kChannels;
+}
+
 const char* array_key(const Values& values) { return values.fromShape ? "array" : "mics"; }
 
 Text array_text(const Values& values) {
@@ -36,6 +41,11 @@ Changes::~Changes() {
 }
 
 bool Changes::fits_the_file(Key key, Text value, Message& message) const {
+  if (values_.describesArray && !belongs_to_array(key)) {
+    message << "the file of an array says array, mic, mics, geometry and channels, not "
+            << kSettings[key].key.name;
+    return false;
+  }
   const uint32_t layer = settings_.layer;
   for (const Key other : {kArray, kMic, kMics}) {
     if (!describes_array(key) || other == key || setIn_[other] != layer) continue;
@@ -121,6 +131,28 @@ bool check_direction(const Values& values, uint32_t sampleRate, Message& message
 
 }  // namespace
 
+namespace {
+
+// The fault of microphones that are in channels which the sound does not have.
+void refuse_picks(const Values& values, int32_t channels, const Picks& picks, Message& message) {
+  if (values.pickCount > 0) {
+    message << "channels is numbers up to " << int64_t{channels}
+            << ", the channels that the sound has, not ";
+    message.quote(text_of(values.text[kChannels]));
+    return;
+  }
+  message << "array ";
+  message.quote(array_text(values)) << " has its microphones in the channels ";
+  for (int32_t p = 0; p < picks.count; p++) {
+    message << (p == 0 ? "" : ",") << int64_t{picks.channel[p]};
+  }
+  message << " of its device, the sound has " << int64_t{channels}
+          << (channels == 1 ? " channel" : " channels")
+          << ": record all of them, or channels says where the microphones are";
+}
+
+}  // namespace
+
 bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message& message) {
   if (!check_array(values, message)) return false;
   if (values.pickCount != 0 && values.pickCount != values.micCount) {
@@ -141,14 +173,13 @@ bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message&
             << int64_t{channels};
     return false;
   }
-  for (int32_t p = 0; p < values.pickCount; p++) {
-    if (values.picks[p] <= channels) continue;
-    message << "channels is numbers up to " << int64_t{channels}
-            << ", the channels that the sound has, not ";
-    message.quote(text_of(values.text[kChannels]));
+  const Picks picks = picks_of(values);
+  for (int32_t p = 0; p < picks.count; p++) {
+    if (picks.channel[p] <= channels) continue;
+    refuse_picks(values, channels, picks, message);
     return false;
   }
-  if (values.pickCount == 0 && channels != values.micCount) {
+  if (picks.count == 0 && channels != values.micCount) {
     message << array_key(values) << " ";
     message.quote(array_text(values))
         << " has " << int64_t{values.micCount}

@@ -187,8 +187,9 @@ void VekStream_GetDirectionConfig(const VekStreamSettings* settings, VekDirConfi
 
 int32_t VekStream_GetPicks(const VekStreamSettings* settings, int32_t picks[VEK_BF_MAX_MICS]) {
   if (settings == nullptr || picks == nullptr) return 0;
-  for (int32_t p = 0; p < settings->values.pickCount; p++) picks[p] = settings->values.picks[p];
-  return settings->values.pickCount;
+  const Picks taken = picks_of(settings->values);
+  for (int32_t p = 0; p < taken.count; p++) picks[p] = taken.channel[p];
+  return taken.count;
 }
 
 #pragma GCC visibility pop

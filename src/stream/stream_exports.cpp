@@ -19,8 +19,9 @@ VekStream* new_stream(const Values& values, uint32_t sampleRate, int32_t channel
   stream->array = array_of(values, sampleRate);
   stream->config = config_of(values);
   stream->channels = channels;
+  const Picks picks = picks_of(values);
   for (int32_t m = 0; m < values.micCount; m++) {
-    stream->picks[m] = values.pickCount > 0 ? values.picks[m] - 1 : m;
+    stream->picks[m] = picks.count > 0 ? picks.channel[m] - 1 : m;
   }
   stream->firstAngle = first_angle_of(values);
   stream->listener.firstAngle = stream->firstAngle;

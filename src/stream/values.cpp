@@ -43,4 +43,9 @@ VekBfGeometry geometry_of(const Values& values) {
   return values.fromShape ? values.shapeGeometry : values.geometry;
 }
 
+Picks picks_of(const Values& values) {
+  if (values.pickCount > 0) return {values.pickCount, values.picks};
+  return {values.arrayPickCount, values.arrayPicks};
+}
+
 }  // namespace vekbf::stream

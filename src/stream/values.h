@@ -48,8 +48,11 @@ struct Values {
   int32_t soundSpeed;      // metres per second
   bool force;
 
-  int32_t pickCount;        // 0: every channel is a microphone
+  int32_t pickCount;        // of `channels`; 0: not set
   int32_t picks[kMaxMics];  // the first channel is 1
+  int32_t arrayPickCount;   // of the file that `array` names; `channels` wins
+  int32_t arrayPicks[kMaxMics];
+  bool describesArray;  // the settings are such a file
 
   VekBfAlgorithm algorithm;
   uint32_t intensity;
@@ -75,5 +78,12 @@ bool copy_values(const Values& from, Values& to);
 void release(Values& values);
 
 VekBfGeometry geometry_of(const Values& values);
+
+// The channels of the microphones. No count: every channel is a microphone.
+struct Picks {
+  int32_t count;
+  const int32_t* channel;  // the first is 1
+};
+Picks picks_of(const Values& values);
 
 }  // namespace vekbf::stream

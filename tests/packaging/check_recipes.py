@@ -34,7 +34,7 @@ def check_debian(root, version):
     packages = re.findall(r"^Package: (.*)$", control, re.MULTILINE)
     libraries = [f"libvekbf{major}", f"libvekbf-direction{major}", f"libvekbf-stream{major}", "libvekbf-dev"]
     plugins = ["vekbf-ladspa", "vekbf-lv2", "gstreamer1.0-vekbf", "libasound2-plugin-vekbf", "vekbf-pipewire"]
-    assert packages == [*libraries, "vekbf-tools", "python3-vekbf", *plugins], packages
+    assert packages == [*libraries, "vekbf-tools", "vekbf-data", "python3-vekbf", *plugins], packages
     assert "neon-support [armhf]" in control and "-mfpu=neon" in (debian / "rules").read_text()
 
 

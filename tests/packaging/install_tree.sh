@@ -62,6 +62,8 @@ for header in vek_bf.h vek_direction.h vek_stream.h; do
   cmp "$source/include/$header" "include/$header" || fail "$header is another"
 done
 
+diff -r "$source/arrays" share/vekbf/arrays || fail "the arrays are others"
+
 # Nothing installed knows where it was built or installed.
 for path in "$source" "$build" "$scratch"; do
   ! grep -rlF "$path" --include='*.cmake' --include='*.pc' . || fail "these files name $path"

@@ -14,8 +14,8 @@ trap 'rm -rf "$scratch"' EXIT
 python3 -B "$recording" "$scratch/in.wav"
 for arch in "$@"; do
   mkdir "$scratch/$arch"
-  for package in libvekbf2 vekbf-tools; do dpkg -x "$packages/$arch/$package"_*_"$arch".deb "$scratch/$arch"; done
-  libraries=$(dirname "$(find "$scratch/$arch" -name libvekbf.so.2)")
+  for package in libvekbf-stream2 vekbf-tools; do dpkg -x "$packages/$arch/$package"_*_"$arch".deb "$scratch/$arch"; done
+  libraries=$(dirname "$(find "$scratch/$arch" -name libvekbf-stream.so.2)")
   case "$arch" in
     "$(dpkg --print-architecture)") run="env LD_LIBRARY_PATH=$libraries" ;;
     armhf) run="qemu-arm -cpu cortex-a8 -E LD_LIBRARY_PATH=$libraries" ;;

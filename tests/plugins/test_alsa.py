@@ -84,6 +84,19 @@ class Alsa(HostTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assert_beam(beam, "--array", "line:4:80mm", "--angle", 60, sound=six[:, 1:5])
 
+    def test_an_array_from_a_file(self):
+        six = noise(FRAMES, 6, seed=3)
+        self.raw.write_bytes(six.tobytes())
+        array = self.folder / "board.conf"
+        array.write_text("array = line:4:80mm\nchannels = 2,3,4,5\n")
+        environment = self.configuration(
+            self.card(channels=6) + f'pcm.beam {{ type vekbf slave.pcm "card" array "{array}" angle 60 }}\n'
+        )
+        result, beam = self.arecord(environment, "beam")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assert_beam(beam, "--array", array, "--angle", 60, sound=six)
+        self.assert_beam(beam, "--array", "line:4:80mm", "--angle", 60, sound=six[:, 1:5])
+
     def test_the_parameterised_name(self):
         environment = self.configuration(self.card())
         listing = subprocess.run(["arecord", "-L"], capture_output=True, text=True, env=environment, check=True)

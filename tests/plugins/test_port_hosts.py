@@ -81,6 +81,22 @@ class PortHosts(HostTest):
         )
         self.assert_delayed(read_wav(target), self.tool(samples, 16000, "--config", positions, "--angle", 45), "file")
 
+    def test_the_ports_are_the_microphones_of_an_array_with_channels(self):
+        need("applyplugin")
+        array, options = self.folder / "board.conf", self.folder / "array.conf"
+        array.write_text("array = line:4:80mm\nchannels = 2,3,4,5\n")
+        options.write_text(f"array = {array}\n")
+        samples = noise(9000, 4)
+        source, target = self.folder / "in.wav", self.folder / "out.wav"
+        write_wav(source, samples)
+        self.run_host(
+            *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", "vekbf4", 45, 0, 0, 0, 3, 0),
+            LADSPA_PATH=str(PLUGINS),
+            VEKBF_CONFIG=str(options),
+        )
+        expected = self.tool(samples, 16000, "--array", "line:4:80mm", "--angle", 45)
+        self.assert_delayed(read_wav(target), expected, "board")
+
     def test_each_module_exports_its_entry_only(self):
         for module, entry in (
             (PLUGINS / "vekbf_ladspa.so", "ladspa_descriptor"),

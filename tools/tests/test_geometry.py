@@ -6,6 +6,7 @@ import os
 import re
 import subprocess
 import unittest
+from pathlib import Path
 
 from support import TOOL, ToolTest, noise, read_wav, write_wav
 
@@ -69,6 +70,17 @@ class GeometryTest(ToolTest):
 
 
 class MarksTest(GeometryTest):
+    def test_the_installed_arrays_are_drawn(self):
+        """By their files; each names its channels where not every channel of the device is a microphone."""
+        arrays = sorted((Path(__file__).resolve().parents[2] / "arrays").glob("*.conf"))
+        self.assertGreater(len(arrays), 2)
+        for array in arrays:
+            plan = self.plan("--array", str(array))
+            channels = re.search(r"^channels = (.*)$", array.read_text(), re.MULTILINE)
+            line = channels and f"The microphones are the channels {channels[1].replace(',', ', ')} of the sound."
+            self.assertEqual(line in plan.text if line else "the channels" not in plan.text, True, array)
+            self.assertNotIn("on the command line", plan.text, array)
+
     def test_a_square_has_marks_all_around(self):
         plan = self.plan("--array", "square:80mm")
         marks = plan.of(r"\d+")

@@ -62,6 +62,13 @@ int angle_to_draw(const Settings& settings) {
   return starts ? static_cast<int>(settings.number("angle-start")) : kAhead;
 }
 
+// Where the channels of the device are not its microphones.
+std::string describe_channels(const std::vector<int>& picks) {
+  std::string text;
+  for (const int channel : picks) text += (text.empty() ? "" : ", ") + std::to_string(channel);
+  return text.empty() ? text : "The microphones are the channels " + text + " of the sound.\n";
+}
+
 void run(const Arguments& arguments) {
   const Settings& settings = arguments.run.settings;
   switch (arguments.subcommand) {
@@ -70,7 +77,8 @@ void run(const Arguments& arguments) {
     case Subcommand::track:
       return run_track(arguments);
     case Subcommand::geometry:
-      return print(describe_geometry(settings.array(), angle_to_draw(settings)));
+      return print(describe_geometry(settings.array(), angle_to_draw(settings)) +
+                   describe_channels(settings.picks()));
   }
 }
 

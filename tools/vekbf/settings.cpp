@@ -49,9 +49,10 @@ VekBfInit Settings::array() const {
   return array;
 }
 
-bool Settings::picks_channels() const {
+std::vector<int> Settings::picks() const {
   std::array<std::int32_t, VEK_BF_MAX_MICS> picks{};
-  return VekStream_GetPicks(get(), picks.data()) > 0;
+  const std::int32_t count = VekStream_GetPicks(get(), picks.data());
+  return {picks.begin(), picks.begin() + count};
 }
 
 }  // namespace vekbf_tool

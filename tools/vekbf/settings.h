@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vek_stream.h"
 
@@ -27,8 +28,8 @@ class Settings {
   bool is_on(const std::string& key) const { return number(key) != 0; }
   VekBfInit array() const;
   int mics() const { return array().micNum; }
-  // One per microphone, or none.
-  bool picks_channels() const;
+  // The channels of the microphones, the first being 1; none where every channel is one.
+  std::vector<int> picks() const;
   VekStreamSettings* get() const { return handle_.get(); }
 
  private:
