@@ -6,6 +6,7 @@
 // mode: docs/numerics.md.)
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 #if defined(__SSE2__)
@@ -42,6 +43,42 @@ inline uint64_t get() {
 }
 inline void set(uint64_t control) {
   asm volatile("vmsr fpscr, %0" ::"r"(static_cast<uint32_t>(control)) : "memory");
+}
+#elif defined(__riscv) && defined(__riscv_flen)
+// The rounding direction. There are no traps, and subnormals are always kept.
+inline constexpr uint64_t kModeBits = 0xe0;
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() {
+  unsigned long control;
+  asm volatile("frcsr %0" : "=r"(control)::"memory");
+  return control;
+}
+inline void set(uint64_t control) {
+  asm volatile("fscsr %0" ::"r"(static_cast<unsigned long>(control)) : "memory");
+}
+#elif defined(__powerpc64__) && !defined(_SOFT_FLOAT)
+// Enabled exceptions, flushed subnormals (non-IEEE mode), rounding direction.
+inline constexpr uint64_t kModeBits = 0xff;
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() {
+  double control;
+  asm volatile("mffs %0" : "=d"(control)::"memory");
+  return std::bit_cast<uint64_t>(control);
+}
+inline void set(uint64_t control) {
+  asm volatile("mtfsf 0xff, %0" ::"d"(std::bit_cast<double>(control)) : "memory");
+}
+#elif defined(__s390x__)
+// Enabled exceptions, binary rounding direction. Subnormals are always kept.
+inline constexpr uint64_t kModeBits = 0xfc000007;
+inline constexpr uint64_t kIeeeMode = 0;
+inline uint64_t get() {
+  uint32_t control;
+  asm volatile("efpc %0" : "=d"(control)::"memory");
+  return control;
+}
+inline void set(uint64_t control) {
+  asm volatile("sfpc %0" ::"d"(static_cast<uint32_t>(control)) : "memory");
 }
 #else
 // Nothing is known of this machine: its host has to keep to this mode.

@@ -4,12 +4,21 @@
  * of another machine or C library. It needs a C compiler, the library and an emulator, nothing
  * else.
  *
- * Numbers are little-endian on the pipe, whatever the machine. A request is a letter with its
- * arguments: I  sampleRate bitWidth micNum soundSpeed algorithm geometry and 8 coordinates (as the
- * bits of floats): makes the instance; the answer is 1, or 0 where there is none C  vadThreshold
- * (bits) intensity: VekBf_SetConfig; the answer is its result R  angle count and count samples:
- * VekBf_Run; the answer is its result and 128 samples F  VekBf_Free; the answer is its result All
- * numbers have 32 bits, samples 16. */
+ * Numbers are little-endian on the pipe, whatever the machine: 32 bits, samples 16. A request is a
+ * letter with its arguments:
+ *
+ * M  number of one of ROUNDINGS: the floating-point mode of this process from now on; the answer is
+ *    1 if arithmetic rounds that way
+ *
+ * I  sampleRate bitWidth micNum soundSpeed algorithm geometry and 8 coordinates (as the bits of
+ *    floats): makes the instance; the answer is 1, or 0 where there is none
+ *
+ * C  vadThreshold (bits) intensity: VekBf_SetConfig; the answer is its result
+ *
+ * R  angle count and count samples: VekBf_Run; the answer is its result and 128 samples
+ *
+ * F  VekBf_Free; the answer is its result */
+#include <fenv.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -47,6 +56,39 @@ static void write_number(uint32_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) putc((int)((value >> (8 * i)) & 0xff), answers);
 }
 
+/* Machines that compute by software know the first alone. */
+static const int ROUNDINGS[] = {
+    FE_TONEAREST,
+#ifdef FE_UPWARD
+    FE_UPWARD,
+    FE_DOWNWARD,
+    FE_TOWARDZERO,
+#endif
+};
+enum { ROUNDINGS_KNOWN = sizeof ROUNDINGS / sizeof *ROUNDINGS };
+
+/* Whether quotients are rounded so: one third lies below its nearest float, and minus one third
+ * above. */
+static int rounds(int rounding) {
+  const volatile float three = 3.0f;
+  const float nearest = 11184811.0f / 33554432.0f;
+  const float below = 11184810.0f / 33554432.0f;
+  int up = 1;
+  int down = 1;
+#ifdef FE_UPWARD
+  up = rounding == FE_TONEAREST || rounding == FE_UPWARD;
+  down = rounding == FE_TONEAREST || rounding == FE_DOWNWARD;
+#else
+  (void)rounding;
+#endif
+  return 1.0f / three == (up ? nearest : below) && -1.0f / three == (down ? -nearest : -below);
+}
+
+static uint32_t set_rounding(void) {
+  const int rounding = ROUNDINGS[read_word() % ROUNDINGS_KNOWN];
+  return fesetround(rounding) == 0 && rounds(rounding);
+}
+
 static VekBfHandle make_instance(void **memory) {
   VekBfInit init;
   init.sampleRate = read_word();
@@ -69,7 +111,9 @@ static void run(VekBfHandle handle) {
   const uint32_t count = read_word();
   if (count > MAX_SAMPLES) exit(4);
   for (uint32_t i = 0; i < count; ++i) in[i] = (int16_t)read_number(2);
+  const int rounding = fegetround();
   write_number(VekBf_Run(handle, in, out, angle), 4);
+  if (fegetround() != rounding) exit(8);
   for (int i = 0; i < VEK_BF_BLOCK_FRAMES; ++i) write_number((uint16_t)out[i], 2);
 }
 
@@ -84,6 +128,9 @@ int main(void) {
   if (answers == NULL || freopen("/dev/null", "w", stdout) == NULL) return 5;
   while ((request = getc(requests)) != EOF) {
     switch (request) {
+      case 'M':
+        write_number(set_rounding(), 4);
+        break;
       case 'I':
         handle = make_instance(&memory);
         write_number(handle != NULL, 4);

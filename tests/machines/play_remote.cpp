@@ -5,8 +5,8 @@
 //
 //   play_remote DIGESTS SHARE COMMAND...
 //
-// Of the list every SHARE-th scene is played. The last line says how many scenes and blocks there
-// were.
+// Of the list every SHARE-th scene is played, each with another rounding direction set by the
+// server's process. The last line says how many scenes and blocks there were.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -115,6 +115,14 @@ pid_t start(char** command) {
   return child;
 }
 
+constexpr uint32_t kRoundings = 4;
+
+bool set_rounding(uint32_t rounding) {
+  std::putc('M', requests);
+  send(rounding);
+  return answer() == 1;
+}
+
 uint64_t output_digest(const Scene& scene) {
   Digest output;
   Player player(scene, kRemote);
@@ -146,9 +154,14 @@ int main(int count, char** arguments) {
   long blocks = 0;
   for (size_t i = 0; i < scenes().size(); i += share) {
     const Scene& scene = scenes()[i];
+    const uint32_t rounding = static_cast<uint32_t>(played) % kRoundings;
+    if (!set_rounding(rounding)) {
+      std::printf("the server does not round by direction %u\n", rounding);
+      ++different;
+    }
     const auto expected = stored.find(scene.name);
     if (expected == stored.end() || output_digest(scene) != expected->second.digest.output) {
-      std::printf("%s differs\n", scene.name.c_str());
+      std::printf("%s differs with rounding direction %u\n", scene.name.c_str(), rounding);
       ++different;
     }
     ++played;
