@@ -17,6 +17,11 @@
 #define VEKBF_TARGET VEKBF_EXPANDED_TARGET_OF_LANES(VEKBF_PORTABLE_LANES)
 #elif defined(VEKBF_PORTABLE)
 #define VEKBF_TARGET on_portable
+#elif defined(VEKBF_FOR_AVX2)
+// The kernels once more, beside those of the build's own target: see base/kernels.h.
+#define VEKBF_TARGET on_avx2
+#define VEKBF_TARGET_SSE2
+#define VEKBF_TARGET_AVX2
 #elif defined(__ARM_NEON) && (defined(__aarch64__) || defined(__arm__))
 #define VEKBF_TARGET on_neon
 #define VEKBF_TARGET_NEON

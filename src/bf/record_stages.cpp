@@ -3,8 +3,7 @@
 
 #include <cstring>
 
-#include "bf/delay_and_sum.h"
-#include "bf/fixed_beam.h"
+#include "base/chosen_kernels.h"
 #include "bf/presence_gain.h"
 #include "bf/sidelobe_canceller.h"
 #include "bf/synthesis.h"
@@ -15,8 +14,8 @@ void form_fixed_beam(Instance& i) {
   // Without microphones this is infinite, and the beam 0 times infinity: not a number, which
   // converts to silence.
   const float weight = 1.0f / static_cast<float>(i.micNum);
-  form_fixed_beam(i.fixedBeam, i.beamPower, i.savedSpectrum, i.micSpectrum, i.steerTable,
-                  row_count(i), weight);
+  beam_kernels().form_fixed_beam(i.fixedBeam, i.beamPower, i.savedSpectrum, i.micSpectrum,
+                                 i.steerTable, row_count(i), weight);
 }
 
 void delay_and_sum(Instance& i, Spectrum& beam) {
@@ -26,7 +25,7 @@ void delay_and_sum(Instance& i, Spectrum& beam) {
     return;
   }
   const float weight = 1.0f / static_cast<float>(i.micNum);
-  delay_and_sum(beam, i.savedSpectrum, i.micSpectrum, i.steerTable, rows, weight);
+  beam_kernels().delay_and_sum(beam, i.savedSpectrum, i.micSpectrum, i.steerTable, rows, weight);
 }
 
 void smooth_presence_gain(Instance& i, const float* probability) {
@@ -55,7 +54,7 @@ void cancel_sidelobes(Instance& i) {
                                   .block_step = i.blockStep,
                                   .cancel_step = i.cancelStep,
                                   .beam = i.outBeam};
-  cancel_sidelobes(input, rules, state, output);
+  beam_kernels().cancel_sidelobes(input, rules, state, output);
 }
 
 void synthesise(Instance& i, const Spectrum& spectrum) {

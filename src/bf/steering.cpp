@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "bf/steering.h"
 
+#include "base/chosen_kernels.h"
 #include "base/log.h"
 #include "math/cosine.h"
 #include "math/phasor_at.h"
-#include "math/phasor_row.h"
 
 namespace vekbf {
 
@@ -66,5 +66,5 @@ void compute_steering(Instance* instance, int32_t angle) {
   const double omega = static_cast<double>(i.sampleRate) * kRadiansPerBin;
   double steps[kMaxMics];
   for (int m = 0; m < rows; ++m) steps[m] = static_cast<double>(i.micDelay[m]) * omega;
-  fill_phasor_rows(i.steerTable, steps, rows);
+  dsp_kernels().fill_phasor_rows(i.steerTable, steps, rows);
 }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "bf/synthesis.h"
 
-#include "bf/add_halved.h"
+#include "base/chosen_kernels.h"
 
 namespace vekbf {
 
 void synthesise(int16_t (&overlap)[kFrameSize], FftState* transform, const Spectrum& spectrum) {
   Frame frame;
-  if (fft_synthesise(transform, as_floats(spectrum), frame)) add_halved(overlap, frame);
+  if (fft_synthesise(transform, as_floats(spectrum), frame)) beam_kernels().add_halved(overlap, frame);
 }
 
 }  // namespace vekbf

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "direction/spectra.h"
 
+#include "base/chosen_kernels.h"
 #include "base/framing.h"
 #include "fft/window.h"
-#include "fft/windowed_transform.h"
 #include "simd/lanes.h"
 
 namespace vekbf::direction {
@@ -54,8 +54,8 @@ void take_block(Signals& signals, const int16_t* in, int mics) {
 void transform_signals(Signals& signals, int mics, float* power) {
   float windowed[kFrameSize];
   for (int m = 0; m < mics; ++m) {
-    fft::windowed_forward(signals.spectra[m], signals.history[m], windowed,
-                          signals.transform.window, signals.transform.plan);
+    dsp_kernels().windowed_forward(signals.spectra[m], signals.history[m], windowed,
+                                   signals.transform.window, signals.transform.plan);
   }
   switch (mics) {
     case 2:

@@ -6,9 +6,9 @@
 
 #include <cstddef>
 
+#include "base/chosen_kernels.h"
 #include "base/log.h"
 #include "fft/window.h"
-#include "fft/windowed_transform.h"
 
 using vekbf::log_bare;
 using vekbf::log_line;
@@ -54,17 +54,18 @@ int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncff
 
 void forward(FftState* state, const float* in, float* windowed, float* out) {
   Complex* spectrum = reinterpret_cast<Complex*>(out);
-  const bool done =
-      vekbf::fft::windowed_forward(spectrum, in, windowed, state->window, state->plan);
+  const bool done = vekbf::dsp_kernels().windowed_forward(spectrum, in, windowed, state->window,
+                                                          state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, windowed, in,
                 state->window);
 }
 
 void inverse(FftState* state, const float* in, float* out) {
   const Complex* spectrum = reinterpret_cast<const Complex*>(in);
-  const bool done = vekbf::fft::windowed_inverse(out, spectrum, state->window, state->plan);
+  const vekbf::DspKernels& kernels = vekbf::dsp_kernels();
+  const bool done = kernels.windowed_inverse(out, spectrum, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, out, state->window);
-  vekbf::fft::add_to(state->windowSqSum, state->windowSq, state->fftSize);
+  kernels.add_to(state->windowSqSum, state->windowSq, state->fftSize);
 }
 
 bool is_usable(const FftState* state) {

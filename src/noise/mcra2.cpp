@@ -12,10 +12,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/chosen_kernels.h"
 #include "base/log.h"
 #include "base/saturate.h"
 #include "noise/arrays.h"
-#include "noise/mcra2_track.h"
 
 namespace vekbf {
 namespace {
@@ -115,7 +115,7 @@ void mcra2_run(Mcra2State* state, const float* power) {
   if (state->frameCount == 1) {
     seed(*state, power);
   } else {
-    mcra2_track(*state, power);
+    noise_kernels().mcra2_track(*state, power);
   }
   state->frameCount = wrapping_add(state->frameCount, 1);
 }

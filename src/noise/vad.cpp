@@ -14,10 +14,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/chosen_kernels.h"
 #include "base/log.h"
 #include "noise/arrays.h"
 #include "noise/decision.h"
-#include "noise/likelihood.h"
 
 namespace vekbf {
 namespace {
@@ -112,7 +112,7 @@ float vad_run(VadState* state, const float* power) {
   mcra2_run(state->mcra, power);
   const bool readable = power != nullptr || state->binCount < 1;
   if (state->mcra == nullptr || !readable) return kRefused;
-  bin_likelihoods(*state, state->mcra->inputPower, state->mcra->noisePower);
+  noise_kernels().bin_likelihoods(*state, state->mcra->inputPower, state->mcra->noisePower);
   const float probability = frame_probability(*state);
   update_decision(*state, probability > state->threshold);
   return probability;

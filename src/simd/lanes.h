@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The lane layer: every hot loop is written once over a lane type V, and is right for any number of
-// lanes. One file per backend (portable.h, sse2.h, neon.h, wasm.h) holds all its types; all offer
-// the same operations under the same names and give the same bits. The portable backend defines the
-// results. Operations are element-wise, so lane order never matters.
+// lanes. One file per backend (portable.h, sse2.h, avx2.h, neon.h, wasm.h) holds its types; all
+// offer the same operations under the same names and give the same bits. The portable backend
+// defines the results. Operations are element-wise, so lane order never matters.
 //
 // A lane type V of floats has
 //   V::kLanes, V::load(p), V::splat(x), v.store(p)    no alignment needed
@@ -49,6 +49,9 @@
 #elif defined(VEKBF_TARGET_WASM)
 #include "simd/wasm.h"
 #endif
+#if defined(VEKBF_TARGET_AVX2)
+#include "simd/avx2.h"
+#endif
 
 namespace vekbf {
 inline namespace VEKBF_TARGET {
@@ -67,6 +70,8 @@ using f32x4 = portable::f32xN<4>;
 #endif
 #if defined(VEKBF_PORTABLE_LANES)
 using Widest = portable::f32xN<VEKBF_PORTABLE_LANES>;
+#elif defined(VEKBF_TARGET_AVX2)
+using Widest = avx2::f32x8;
 #else
 using Widest = f32x4;
 #endif
