@@ -15,3 +15,27 @@ function(vekbf_test name label)
   add_test(NAME ${name} COMMAND ${test_UNPARSED_ARGUMENTS})
   set_tests_properties(${name} PROPERTIES LABELS ${label} ${test_PROPERTIES})
 endfunction()
+
+# vekbf_target_test(<name> <label> <command>...): as vekbf_test, once for each instruction set that the library chooses from,
+# as <name>_on_<set>; skipped where the processor lacks it. The program holds tests/support/forced_target.cpp.
+function(vekbf_target_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 test "" "" "")  # keeps lists that are one argument
+  if(NOT VEKBF_AVX2)
+    vekbf_test(${name} ${test_UNPARSED_ARGUMENTS})
+    return()
+  endif()
+  foreach(set sse2 avx2)
+    vekbf_test(${name}_on_${set} ${test_UNPARSED_ARGUMENTS})
+    set_property(TEST ${name}_on_${set} APPEND PROPERTY ENVIRONMENT VEKBF_TEST_TARGET=${set})
+    set_property(TEST ${name}_on_${set} PROPERTY SKIP_RETURN_CODE 77)
+  endforeach()
+endfunction()
+
+# vekbf_choose_target(<program>...): VEKBF_TEST_TARGET chooses the instruction set of the library in these programs.
+function(vekbf_choose_target)
+  if(VEKBF_AVX2)
+    foreach(program ${ARGN})
+      target_sources(${program} PRIVATE $<TARGET_OBJECTS:vekbf_forced_target>)
+    endforeach()
+  endif()
+endfunction()

@@ -29,14 +29,26 @@ struct BackendLists<true> {
   using Several = ::testing::Types<PortableF32x4, PortableF32x8, f32x4>;
   using All = ::testing::Types<f32x1, PortableF32x4, PortableF32x8, f32x4>;
 };
+#if defined(VEKBF_TARGET_AVX2)
+template <class List>
+struct Eight;
+template <class... V>
+struct Eight<::testing::Types<V...>> {
+  using List = ::testing::Types<V..., simd::Widest>;
+};
+using SeveralLaneTypes = Eight<BackendLists<true>::Several>::List;
+using AllLaneTypes = Eight<BackendLists<true>::All>::List;
+#else
 using SeveralLaneTypes = BackendLists<kHasNative>::Several;
 using AllLaneTypes = BackendLists<kHasNative>::All;
+#endif
 
 struct LaneTypeNames {
   template <class V>
   static std::string GetName(int) {
     if (std::is_same_v<V, f32x1>) return "one_lane";
     if (std::is_same_v<V, PortableF32x8>) return "portable_8";
+    if (V::kLanes == 8) return "native_8";
     return std::is_same_v<V, PortableF32x4> ? "portable_4" : "native_4";
   }
 };
