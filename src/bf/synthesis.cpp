@@ -7,7 +7,8 @@ namespace vekbf {
 
 void synthesise(int16_t (&overlap)[kFrameSize], FftState* transform, const Spectrum& spectrum) {
   Frame frame;
-  if (fft_synthesise(transform, as_floats(spectrum), frame)) beam_kernels().add_halved(overlap, frame);
+  if (fft_synthesise(transform, as_floats(spectrum), frame))
+    beam_kernels().add_halved(overlap, frame);
 }
 
 }  // namespace vekbf

@@ -54,8 +54,8 @@ int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncff
 
 void forward(FftState* state, const float* in, float* windowed, float* out) {
   Complex* spectrum = reinterpret_cast<Complex*>(out);
-  const bool done = vekbf::dsp_kernels().windowed_forward(spectrum, in, windowed, state->window,
-                                                          state->plan);
+  const bool done =
+      vekbf::dsp_kernels().windowed_forward(spectrum, in, windowed, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, windowed, in,
                 state->window);
 }

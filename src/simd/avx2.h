@@ -127,8 +127,7 @@ inline f32x8 reciprocal_estimate(f32x8 d) {
   const __m256 magic = _mm256_set1_ps(24576.0f);
   const __m256 quotient = _mm256_div_ps(_mm256_set1_ps(1.0f), _mm256_castsi256_ps(odd));
   const __m256 entry = _mm256_sub_ps(_mm256_add_ps(quotient, magic), magic);
-  const __m256i exponent =
-      _mm256_and_si256(bits, _mm256_set1_epi32(static_cast<int>(0xff800000u)));
+  const __m256i exponent = _mm256_and_si256(bits, _mm256_set1_epi32(static_cast<int>(0xff800000u)));
   return {_mm256_castsi256_ps(_mm256_sub_epi32(
       _mm256_add_epi32(_mm256_castps_si256(entry), _mm256_set1_epi32(0x3f800000)), exponent))};
 }
@@ -239,18 +238,16 @@ inline f64x8 widen(f32x8 a) {
           _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1))};
 }
 inline f32x8 narrow(f64x8 a) {
-  return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(a.lo)),
-                               _mm256_cvtpd_ps(a.hi), 1)};
+  return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(a.lo)), _mm256_cvtpd_ps(a.hi),
+                               1)};
 }
 
 // One float of each double of two vectors, the first or the second of its two, in order.
 template <int kWhich>
 inline __m256 halves_of(__m256d lo, __m256d hi) {
-  const __m256 mixed =
-      _mm256_shuffle_ps(_mm256_castpd_ps(lo), _mm256_castpd_ps(hi),
-                        _MM_SHUFFLE(2 + kWhich, kWhich, 2 + kWhich, kWhich));
-  return _mm256_castpd_ps(
-      _mm256_permute4x64_pd(_mm256_castps_pd(mixed), _MM_SHUFFLE(3, 1, 2, 0)));
+  const __m256 mixed = _mm256_shuffle_ps(_mm256_castpd_ps(lo), _mm256_castpd_ps(hi),
+                                         _MM_SHUFFLE(2 + kWhich, kWhich, 2 + kWhich, kWhich));
+  return _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(mixed), _MM_SHUFFLE(3, 1, 2, 0)));
 }
 
 // As in sse2.h: results that are subnormal by an addition of 2^52.
@@ -279,7 +276,8 @@ inline __m256d load_halves(const double* low, const double* high) {
 }
 inline void load_columns(const void* base, const size_t* offsets, f64x8& first, f64x8& second) {
   const auto rows = [&](int low, int high) {
-    return load_halves(at_offset<double>(base, offsets[low]), at_offset<double>(base, offsets[high]));
+    return load_halves(at_offset<double>(base, offsets[low]),
+                       at_offset<double>(base, offsets[high]));
   };
   const __m256d a = rows(0, 2);
   const __m256d b = rows(1, 3);
@@ -292,7 +290,8 @@ inline void load_columns(const void* base, const size_t* offsets, f64x8& first, 
 inline void load_columns(const void* base, const size_t* offsets, f32x8& a, f32x8& b, f32x8& c,
                          f32x8& d) {
   const auto rows = [&](int low, int high) -> f32x8 {
-    return {load_halves(at_offset<float>(base, offsets[low]), at_offset<float>(base, offsets[high]))};
+    return {
+        load_halves(at_offset<float>(base, offsets[low]), at_offset<float>(base, offsets[high]))};
   };
   a = rows(0, 4);
   b = rows(1, 5);
