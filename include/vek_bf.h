@@ -135,7 +135,7 @@ extern "C" {
  * the version of the algorithm.
  * @{ */
 #define VEK_BF_VERSION_MAJOR 2 /**< grows with the SONAME */
-#define VEK_BF_VERSION_MINOR 0 /**< grows with what is added */
+#define VEK_BF_VERSION_MINOR 1 /**< grows with what is added */
 #define VEK_BF_VERSION_PATCH 0 /**< grows with what is repaired */
 /** One number that grows with the version: 20100 is 2.1.0 */
 #define VEK_BF_VERSION \

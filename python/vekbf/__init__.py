@@ -19,7 +19,7 @@ from .beamformer import Beamformer, Counts
 from .direction import Direction, Track
 from .settings import Settings
 
-__version__ = "2.0.0"
+__version__ = "2.1.0"
 
 __all__ = [
     "BLOCK_FRAMES",

@@ -10,6 +10,7 @@ set -eu
 source=$1
 build=$2
 scratch=$3
+version=$(sed -n 's/^  VERSION \([0-9.]*\)$/\1/p' "$source/CMakeLists.txt")
 rm -rf "$scratch"
 mkdir -p "$scratch"
 unset DESTDIR 2>/dev/null || true
@@ -39,15 +40,15 @@ include/vek_stream.h
 $libdir/libvekbf-direction.a
 $libdir/libvekbf-direction.so
 $libdir/libvekbf-direction.so.2
-$libdir/libvekbf-direction.so.2.0.0
+$libdir/libvekbf-direction.so.$version
 $libdir/libvekbf-stream.a
 $libdir/libvekbf-stream.so
 $libdir/libvekbf-stream.so.2
-$libdir/libvekbf-stream.so.2.0.0
+$libdir/libvekbf-stream.so.$version
 $libdir/libvekbf.a
 $libdir/libvekbf.so
 $libdir/libvekbf.so.2
-$libdir/libvekbf.so.2.0.0
+$libdir/libvekbf.so.$version
 $libdir/cmake/VekBf/VekBfConfig.cmake
 $libdir/cmake/VekBf/VekBfConfigVersion.cmake
 $libdir/cmake/VekBf/VekBfTargets.cmake
@@ -57,7 +58,7 @@ $libdir/pkgconfig/vekbf-stream.pc
 $libdir/pkgconfig/vekbf.pc
 FILES
 diff "$scratch/wanted" "$scratch/found" || fail "these files should not be there, or are missing"
-[ "$(readlink "$libdir/libvekbf.so.2")" = libvekbf.so.2.0.0 ] || fail "libvekbf.so.2 is no link to the library"
+[ "$(readlink "$libdir/libvekbf.so.2")" = libvekbf.so.$version ] || fail "libvekbf.so.2 is no link to the library"
 for header in vek_bf.h vek_direction.h vek_stream.h; do
   cmp "$source/include/$header" "include/$header" || fail "$header is another"
 done
@@ -72,7 +73,7 @@ done
 # The tool, where it is built, finds the library of its own tree.
 if [ -x bin/vekbf ]; then
   for tree in installed moved; do
-    version=$(env -u LD_LIBRARY_PATH "$scratch/$tree/bin/vekbf" --version)
-    [ "$version" = "vekbf 2.0.0" ] || fail "the tool of the tree '$tree' says '$version'"
+    told=$(env -u LD_LIBRARY_PATH "$scratch/$tree/bin/vekbf" --version)
+    [ "$told" = "vekbf $version" ] || fail "the tool of the tree '$tree' says '$told'"
   done
 fi

@@ -10,6 +10,7 @@ from pathlib import Path
 from support import LAG, LINE, TOOL, ToolTest, direct, line_of, noise, padded_with_tail, read_wav, write_wav
 
 ROOT = Path(__file__).resolve().parents[2]
+VERSION = re.search(r"^  VERSION ([\d.]+)$", (ROOT / "CMakeLists.txt").read_text(), re.MULTILINE)[1]
 LINE_POSITIONS = [(0, 0), (0.05, 0), (0.1, 0), (0.15, 0)]
 SQUARE = [(0.0707, 0), (0, 0.0707), (-0.0707, 0), (0, -0.0707)]
 
@@ -168,7 +169,7 @@ class OutputsTest(ToolTest):
 
     def test_help_and_version_go_to_standard_output(self):
         for arguments, text in ((["--help"], "process"), (["process", "--help"], "--sound-speed"),
-                                (["--version"], "vekbf 2.0.0")):
+                                (["--version"], f"vekbf {VERSION}")):
             result = self.run_tool(*arguments)
             self.assertEqual((result.returncode, result.stderr), (0, ""))
             self.assertIn(text, result.stdout)

@@ -5,7 +5,7 @@
 ################################################################################
 
 # The sources come from VEKBF_OVERRIDE_SRCDIR.
-VEKBF_VERSION = 2.0.0
+VEKBF_VERSION = 2.1.0
 VEKBF_LICENSE = MIT
 VEKBF_LICENSE_FILES = LICENSE
 VEKBF_INSTALL_STAGING = YES
