@@ -7,7 +7,7 @@ import subprocess
 import unittest
 
 import numpy as np
-from support import DELAY, PLUGINS, HostTest, Twin, need, noise, read_wav, skip
+from support import DELAY, PLUGINS, TOOL, HostTest, Twin, need, noise, read_wav, skip
 
 CARD = os.environ.get("VEKBF_TESTCARD", "")
 PARAMETERISED = os.environ["VEKBF_ALSA_CONF"]
@@ -146,9 +146,9 @@ class Alsa(HostTest):
             env=environment,
         )
         os.close(writer)
-        with recorder, open(reader, "rb") as pipe, open(angle, "r+b", buffering=0) as file:
+        with recorder, open(reader, "rb") as pipe:
             before = pipe.read(4000 * 2)
-            file.write(b"120\n")
+            subprocess.run([TOOL, "angle", "120", "--angle-file", angle], check=True, stdout=subprocess.DEVNULL)
             after = pipe.read((FRAMES - 4000) * 2)
             recorder.terminate()
         beam = np.frombuffer(before + after, "<i2")

@@ -15,7 +15,7 @@ import unittest
 from pathlib import Path
 
 import numpy as np
-from support import PLUGINS, HostTest, Twin, need, noise, skip
+from support import PLUGINS, TOOL, HostTest, Twin, need, noise, skip
 
 PAIR = os.environ.get("VEKBF_PAIR", "")
 CONF = Path(os.environ["VEKBF_PIPEWIRE_CONF"])
@@ -149,7 +149,7 @@ class PipeWire(HostTest):
                 self.stop_all()
                 self.processes.clear()
             self.start_daemons(conf)
-            turn = "pw-cli set-param vekbf.microphones Props '{ params = [ \"beam:Angle\" 120.0 ] }' >/dev/null"
+            turn = f"{TOOL} angle 120 >/dev/null"
             fed, back = self.pair(turn)
             if self.matches(fed, back):
                 return

@@ -13,7 +13,7 @@ _vekbf() {
   fi
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      process | geometry | track)
+      process | geometry | track | angle)
         subcommand=${COMP_WORDS[i]}
         break
         ;;
@@ -28,12 +28,13 @@ _vekbf() {
     [geometry]='--help --config --array --mic --geometry --sound-speed --force --angle'
     [track]='--help --join --config --rate --raw-channels --array --mic --geometry --sound-speed --channels
       --sector --hold --focus --pre-gain --every --picture --json --verbose'
+    [angle]='--help --angle-file'
   )
 
   # A value that is wrong for the subcommand does no harm: the option is not offered there.
   case $subcommand$before in
     none*) ;;
-    *--config | *--angle-track | *--angle-track-out | *--picture)
+    *--config | *--angle-track | *--angle-track-out | *--angle-file | *--picture)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
@@ -72,7 +73,7 @@ _vekbf() {
     return
   fi
   case $subcommand in
-    none) mapfile -t COMPREPLY < <(compgen -W 'process geometry track' -- "$word") ;;
+    none) mapfile -t COMPREPLY < <(compgen -W 'process geometry track angle' -- "$word") ;;
     process | track)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Completion of vekbf for fish, made by tools/tables/make_tables.py.
 
-set -l none 'not __fish_seen_subcommand_from process geometry track'
+set -l none 'not __fish_seen_subcommand_from process geometry track angle'
 
 # Files are arguments of some subcommands only.
 complete -c vekbf -n 'not __fish_seen_subcommand_from process track' -f
@@ -9,6 +9,7 @@ complete -c vekbf -n 'not __fish_seen_subcommand_from process track' -f
 complete -c vekbf -n $none -f -a process -d 'Turn a multichannel recording into one beamformed signal'
 complete -c vekbf -n $none -f -a geometry -d 'Draw an array, its angles, and what the library makes of the coordinates'
 complete -c vekbf -n $none -f -a track -d 'Tell the direction of the talker over time, as lines SECONDS DEGREES'
+complete -c vekbf -n $none -f -a angle -d 'Turn the beam that runs on this machine while it runs'
 complete -c vekbf -n $none -l version -d 'Print the version'
 complete -c vekbf -s h -l help -d 'Print the options'
 
@@ -35,6 +36,7 @@ complete -c vekbf -n '__fish_seen_subcommand_from process track' -l focus -x -d 
 complete -c vekbf -n '__fish_seen_subcommand_from process track' -l pre-gain -x -d 'Gain in dB before the rounding to 16 bits'
 complete -c vekbf -n '__fish_seen_subcommand_from process' -l keep-time -d 'Let time go on through digital silence'
 complete -c vekbf -n '__fish_seen_subcommand_from process' -l angle-track-out -r -F -d 'File for the angles that were found'
+complete -c vekbf -n '__fish_seen_subcommand_from angle' -l angle-file -r -F -d 'Angle file of an ALSA definition'
 complete -c vekbf -n '__fish_seen_subcommand_from track' -l every -x -d 'Time between two lines'
 complete -c vekbf -n '__fish_seen_subcommand_from track' -l picture -r -F -d 'Picture of the degrees over time'
 complete -c vekbf -n '__fish_seen_subcommand_from process' -l find-pre-gain -d 'Look for a gain without wraps'

@@ -6,7 +6,7 @@ import subprocess
 
 from support import TOOL
 
-SUBCOMMANDS = ("process", "geometry", "track")
+SUBCOMMANDS = ("process", "geometry", "track", "angle")
 
 
 def help_text(*subcommand):

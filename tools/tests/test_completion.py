@@ -66,6 +66,10 @@ class Terminal:
         os.close(self.fd)
 
 
+# The subcommands that take an array.
+WITH_ARRAY = [subcommand for subcommand in SUBCOMMANDS if "--array" in offered(subcommand)]
+
+
 class CompletionTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -123,6 +127,8 @@ class CompletionTest(unittest.TestCase):
                 words = self.completed(f"vekbf {subcommand} {option[:-1]}\t")
                 if option in mine:
                     self.assertEqual(words[1].rstrip("="), option)
+                elif longer := [other for other in mine if other.startswith(option[:-1])]:
+                    self.assertIn(words[1].rstrip("="), longer)
                 else:
                     # fish takes what it does not know for the beginning of a file name: it stays.
                     self.assertEqual(words, [subcommand, option[:-1]])
@@ -140,7 +146,7 @@ class CompletionTest(unittest.TestCase):
 
     def test_values(self):
         self.assertEqual(self.completed("vekbf process --algorithm ad\t"), ["process", "--algorithm", "adaptive"])
-        for subcommand in SUBCOMMANDS:
+        for subcommand in WITH_ARRAY:
             self.assertEqual(self.completed(f"vekbf {subcommand} --geometry tri\t"), [subcommand, "--geometry", "triangle"])
             # No blank follows: the rest of the shape is typed behind it.
             self.assertEqual(self.completed(f"vekbf {subcommand} --array sq\t64mm"), [subcommand, "--array", "square:64mm"])
@@ -149,10 +155,11 @@ class CompletionTest(unittest.TestCase):
         self.assertEqual([word.rstrip("/") for word in words], ["process", "--out-dir", "results"])
         self.assertEqual(self.completed("vekbf process --out-dir zo\t"), ["process", "--out-dir", "zo"])
         self.assertEqual(self.completed("vekbf process --angle-track de\t"), ["process", "--angle-track", "desk.ini"])
+        self.assertEqual(self.completed("vekbf angle --angle-file de\t"), ["angle", "--angle-file", "desk.ini"])
         self.assertEqual(self.completed("vekbf process --angle au\t"), ["process", "--angle", "auto"])
 
     def test_values_behind_an_equals_sign(self):
-        for subcommand in SUBCOMMANDS:
+        for subcommand in WITH_ARRAY:
             self.assertEqual(self.completed(f"vekbf {subcommand} --geometry=tri\t"), [subcommand, "--geometry=triangle"])
             self.assertEqual(self.completed(f"vekbf {subcommand} --array=sq\t64mm"), [subcommand, "--array=square:64mm"])
             self.assertEqual(self.completed(f"vekbf {subcommand} --config=de\t"), [subcommand, "--config=desk.ini"])
@@ -163,7 +170,7 @@ class CompletionTest(unittest.TestCase):
             self.assertEqual(self.completed(f"vekbf process --array {typed}\t"), ["process", "--array", typed])
 
     def test_an_option_that_takes_a_number_gets_no_file(self):
-        text = {"--algorithm", "--angle-track", "--angle-track-out", "--picture", "--array", "--config", "--geometry", "--out-dir"}
+        text = {"--algorithm", "--angle-track", "--angle-track-out", "--angle-file", "--picture", "--array", "--config", "--geometry", "--out-dir"}
         for subcommand in SUBCOMMANDS:
             for option in sorted(takes_value(subcommand) - text):
                 self.assertEqual(self.completed(f"vekbf {subcommand} {option} zo\t"), [subcommand, option, "zo"])

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <sstream>
 
@@ -50,6 +51,13 @@ CLI::App* add_command(CLI::App& app, const Command& command, Given& given) {
   added->footer("Example: " + command.example);
   for (const Option& option : option_table()) {
     if ((option.commands & command.bit) != 0) declare(*added, option, given);
+  }
+  if (command.bit == kAngle) {
+    added
+        ->add_option("DEGREES|auto", given.files,
+                     "Whole degrees, -3600 to 3600; auto lets a beam that was started with angle "
+                     "auto find its talker again")
+        ->type_name("");
   }
   if (command.bit == kTrack) {
     added
@@ -202,14 +210,39 @@ void make_process(const Given& given, const OwnWords& words, Arguments& argument
   if (!track.empty()) arguments.filesRead.push_back(track);
 }
 
+TurnSetup make_turn(const Given& given, const OwnWords& words) {
+  constexpr int kMost = 3600;  // what every host takes
+  if (given.files.size() != 1) {
+    throw UsageError("angle is followed by one number of degrees, such as 60, or by auto");
+  }
+  const std::string& text = given.files[0];
+  TurnSetup setup;
+  setup.angleFile = words.angleFile;
+  if (text == "auto") return setup;
+  int degrees = 0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), degrees);
+  if (error != std::errc() || stop != text.data() + text.size() || degrees < -kMost ||
+      degrees > kMost) {
+    throw UsageError("angle is a whole number of degrees from -3600 to 3600, or auto, not '" +
+                     text + "'");
+  }
+  setup.degrees = degrees;
+  return setup;
+}
+
 Arguments make_arguments(Subcommand subcommand, const Given& given) {
   Arguments arguments;
   arguments.subcommand = subcommand;
   OwnWords words;
   take_settings(given, arguments.run.settings, words);
+  if (subcommand == Subcommand::angle) {
+    arguments.turn = make_turn(given, words);
+    return arguments;
+  }
   arguments.run.settings.array();  // refuses what the library cannot steer
   switch (subcommand) {
     case Subcommand::geometry:
+    case Subcommand::angle:
       break;
     case Subcommand::track:
       make_track(given, words, arguments);
@@ -245,6 +278,7 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
   }
   const Subcommand subcommand = commands[kGeometry]->parsed() ? Subcommand::geometry
                                 : commands[kTrack]->parsed()  ? Subcommand::track
+                                : commands[kAngle]->parsed()  ? Subcommand::angle
                                                               : Subcommand::process;
   return make_arguments(subcommand, given);
 }

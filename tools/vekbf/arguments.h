@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "run_setup.h"
+#include "turn.h"
 
 namespace vekbf_tool {
 
-enum class Subcommand { process, geometry, track };
+enum class Subcommand { process, geometry, track, angle };
 
 // What a command line asks for. `geometry` looks at the settings of `run` only.
 struct Arguments {
@@ -17,6 +18,7 @@ struct Arguments {
   RunSetup run;        // in a batch `input.files` are all recordings, `output` is empty
   std::string outDir;  // of a batch
   TrackSetup track;    // of `track`
+  TurnSetup turn;      // of `angle`
   std::vector<std::string> filesRead;  // none of which may be written over
 };
 

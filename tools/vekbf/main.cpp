@@ -16,6 +16,7 @@
 #include "standard_descriptors.h"
 #include "text.h"
 #include "track.h"
+#include "turn.h"
 #include "vek_stream.h"
 
 using namespace vekbf_tool;
@@ -76,6 +77,8 @@ void run(const Arguments& arguments) {
       return run_process(arguments);
     case Subcommand::track:
       return run_track(arguments);
+    case Subcommand::angle:
+      return turn(arguments.turn);
     case Subcommand::geometry:
       return print(describe_geometry(settings.array(), angle_to_draw(settings)) +
                    describe_channels(settings.picks()));

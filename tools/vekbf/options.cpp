@@ -92,6 +92,8 @@ std::vector<Option> make_table() {
       table.end(),
       {{"angle-track-out", "FILE", "", "File for the angles that were found",
         "With angle auto: write the angles of the beam into a file that --angle-track reads", ""},
+       {"angle-file", "FILE", "", "Angle file of an ALSA definition",
+        "Turn the beam of this angle file only", "", kAngle},
        {"every", "SECONDS", "", "Time between two lines",
         "A line each so many seconds, 0.001 to 3600, instead of one for each change", "", kTrack},
        {"picture", "FILE", "", "Picture of the degrees over time",
@@ -122,6 +124,8 @@ const std::vector<Command>& command_table() {
        "vekbf geometry --array line:4:35mm --angle 60", false},
       {kTrack, "track", "Tell the direction of the talker over time, as lines SECONDS DEGREES",
        "vekbf track meeting.wav --array line:4:80mm --picture talker.svg", true},
+      {kAngle, "angle", "Turn the beam that runs on this machine while it runs", "vekbf angle 120",
+       false},
   };
   return table;
 }

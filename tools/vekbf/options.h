@@ -7,7 +7,7 @@
 namespace vekbf_tool {
 
 // The subcommands that know an option, as bits.
-enum Commands : unsigned { kFilesOnly = 0, kProcess = 1, kGeometry = 2, kTrack = 4 };
+enum Commands : unsigned { kFilesOnly = 0, kProcess = 1, kGeometry = 2, kTrack = 4, kAngle = 8 };
 
 struct Command {
   Commands bit;

@@ -87,7 +87,8 @@ std::string take_word(OwnWords& words, const std::string& name, const std::strin
   };
   for (const Place& each :
        {Place{"out-dir", "a folder", words.outDir}, Place{"picture", "a file", words.picture},
-        Place{"angle-track-out", "a file", words.trackOutput}}) {
+        Place{"angle-track-out", "a file", words.trackOutput},
+        Place{"angle-file", "a file", words.angleFile}}) {
     if (name != each.name) continue;
     each.target = value;
     return value.empty() ? refusal(name, each.what, value) : "";

@@ -17,6 +17,7 @@ struct OwnWords {
   double every = 0;  // seconds
   std::string picture;
   std::string trackOutput;
+  std::string angleFile;
 };
 
 // Takes `value` for the option `name`, from the command line or a file of options. Returns what is
