@@ -84,21 +84,32 @@ export class Pattern {
     return Math.max(1, Math.min(kBins - 1, Math.round((hertz * kPeriod) / this.rate)));
   }
 
-  /** How loud a plane wave from a direction comes out: an amplitude. */
-  gain(direction, bin) {
+  /** The phases with which a plane wave reaches the microphones: cosine and sine of each in turn. */
+  wave(direction, bin) {
     const x = Math.cos((direction * Math.PI) / 180);
     const y = Math.sin((direction * Math.PI) / 180);
     const omega = (2 * Math.PI * this.hertz(bin)) / kAir;
+    return this.places.flatMap((place) => {
+      const phase = omega * (place[0] * x + place[1] * y);
+      return [Math.cos(phase), Math.sin(phase)];
+    });
+  }
+
+  /** What comes out of a wave of power 1 whose phases begin at `from` of a list. */
+  power(phases, from, bin) {
     let re = 0;
     let im = 0;
-    this.answers.forEach((answer, m) => {
-      const phase = omega * (this.places[m][0] * x + this.places[m][1] * y);
-      const cos = Math.cos(phase);
-      const sin = Math.sin(phase);
-      re += answer.re[bin] * cos - answer.im[bin] * sin;
-      im += answer.re[bin] * sin + answer.im[bin] * cos;
-    });
-    return Math.hypot(re, im);
+    for (let m = 0, at = from; m < this.answers.length; ++m, at += 2) {
+      const answer = this.answers[m];
+      re += answer.re[bin] * phases[at] - answer.im[bin] * phases[at + 1];
+      im += answer.re[bin] * phases[at + 1] + answer.im[bin] * phases[at];
+    }
+    return re * re + im * im;
+  }
+
+  /** How loud a plane wave from a direction comes out: an amplitude. */
+  gain(direction, bin) {
+    return Math.sqrt(this.power(this.wave(direction, bin), 0, bin));
   }
 
   /** dB below the loudest direction, for each of `count` directions around. */

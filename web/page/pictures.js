@@ -114,36 +114,54 @@ export class Spectrogram {
   }
 }
 
+const kOverviewRows = 96;
+const kOverviewColumns = 180;
+
 /** The pattern at all frequencies: direction from left to right, frequency upwards. */
 export class Overview {
   constructor(canvas) {
     this.canvas = canvas;
-    canvas.height = 96;
+    canvas.width = kOverviewColumns;
+    canvas.height = kOverviewRows;
+    this.paint = canvas.getContext('2d', { alpha: false });
     this.colors = palette(darkness.matches);
     onColors(() => { this.colors = palette(darkness.matches); });
   }
 
+  /** How a plane wave reaches the microphones does not depend on the steering: computed once for an array. */
+  #waves(pattern, most) {
+    const key = `${pattern.key},${most}`;
+    if (key === this.key) return;
+    this.key = key;
+    this.top = Math.min(kBins - 1, pattern.binOf(8000));
+    this.bins = Array.from({ length: kOverviewRows }, (_, row) => Math.max(1, Math.round(((row + 0.5) / kOverviewRows) * this.top)));
+    this.waves = this.bins.map((bin) => {
+      const row = [];
+      for (let x = 0; x < kOverviewColumns; ++x) row.push(...pattern.wave(most * (1 - (x + 0.5) / kOverviewColumns), bin));
+      return Float32Array.from(row);
+    });
+  }
+
   draw(pattern, state, angle) {
     const most = state.shape === 'line' ? 180 : 360;
-    const { canvas } = this;
-    const width = 180;
-    if (canvas.width !== width) canvas.width = width;
-    const paint = canvas.getContext('2d', { alpha: false });
-    const image = paint.createImageData(width, canvas.height);
+    this.#waves(pattern, most);
+    const image = this.paint.createImageData(kOverviewColumns, kOverviewRows);
     const words = new Uint32Array(image.data.buffer);
     const colors = new Uint32Array(this.colors.buffer);
-    const top = Math.min(kBins - 1, pattern.binOf(8000));
-    for (let row = 0; row < canvas.height; ++row) {
-      const bin = Math.max(1, Math.round(((row + 0.5) / canvas.height) * top));
-      const column = Array.from({ length: width }, (_, x) => pattern.gain(most * (1 - (x + 0.5) / width), bin));
-      const loudest = Math.max(...column, 1e-6);
-      const at = (canvas.height - 1 - row) * width;
-      column.forEach((gain, x) => {
-        const db = 20 * Math.log10(Math.max(gain, 1e-6) / loudest);
+    const powers = new Float32Array(kOverviewColumns);
+    this.bins.forEach((bin, row) => {
+      let loudest = 1e-12;
+      for (let x = 0; x < kOverviewColumns; ++x) {
+        powers[x] = pattern.power(this.waves[row], 2 * x * pattern.answers.length, bin);
+        loudest = Math.max(loudest, powers[x]);
+      }
+      const at = (kOverviewRows - 1 - row) * kOverviewColumns;
+      for (let x = 0; x < kOverviewColumns; ++x) {
+        const db = 10 * Math.log10(Math.max(powers[x], 1e-12) / loudest);
         words[at + x] = colors[Math.max(0, Math.min(255, Math.round(235 * (1 + db / 30))))];
-      });
-    }
-    paint.putImageData(image, 0, 0);
-    this.share = { left: 1 - angle / most, top: 1 - pattern.binOf(state.frequency) / top };
+      }
+    });
+    this.paint.putImageData(image, 0, 0);
+    this.share = { left: 1 - angle / most, top: 1 - pattern.binOf(state.frequency) / this.top };
   }
 }
