@@ -16,19 +16,23 @@
  *
  * ## Example
  *
- * The angle that was found with a block steers that block; until something was heard the beam looks
- * straight ahead. The finder adds no delay.
+ * What is found with a block steers the next one, as in vek_stream.h, so that both give the same
+ * samples. The angle begins as the one to look at until something is heard, such as 90. The finder
+ * adds no delay.
  *
  * @code{.c}
  * #include "vek_direction.h"
  *
- * uint32_t enhance(VekDirHandle finder, VekBfHandle beam, const int16_t *in, int16_t *out)
+ * uint32_t enhance(VekDirHandle finder, VekBfHandle beam, const int16_t *in, int16_t *out,
+ *                  int32_t *angle)
  * {
  *     VekDirState talker;
- *     uint32_t error = VekDir_Run(finder, in, &talker);
- *     if (error != VEK_DIR_OK)
- *         return error;
- *     return VekBf_Run(beam, in, out, talker.angle < 0 ? 90 : talker.angle);
+ *     uint32_t error = VekBf_Run(beam, in, out, *angle);
+ *     if (error == VEK_BF_OK)
+ *         error = VekDir_Run(finder, in, &talker);
+ *     if (error == VEK_DIR_OK && talker.angle >= 0)
+ *         *angle = talker.angle;
+ *     return error;
  * }
  * @endcode
  *

@@ -80,6 +80,34 @@ int main(void) {
 """
         self.run_c(take(DOCUMENT, "on_period", "c"), main, STREAM_LIBRARY)
 
+    def test_direction(self):
+        # Bursts that the second microphone hears two samples before the first: from 0 degrees.
+        main = """
+static uint64_t beam_memory[82352 / sizeof(uint64_t) + 1];
+int main(void) {
+  VekBfInit array = {16000, 16, 2, 343, VEK_FIXED_BF, VEK_BF_UNIFORM_LINEAR_ARRAY, {{0, 0}, {0.043f, 0}}};
+  VekBfConfig config = {0.5f, 5};
+  VekBfHandle beam = VekBf_Init(beam_memory, &array);
+  int16_t in[2 * 128], out[128], source[3] = {0};
+  uint32_t random = 1;
+  int block, t;
+  if (VekBf_SetConfig(beam, &config) != VEK_BF_OK || find_the_talker_of(&array) != 0) return 1;
+  for (block = 0; block < 300; block++) {
+    for (t = 0; t < 128; t++) {
+      random = random * 1664525u + 1013904223u;
+      source[2] = source[1], source[1] = source[0];
+      source[0] = (int16_t)((int)(random >> 16) % 4000 / (block > 40 && block % 60 < 20 ? 1 : 100));
+      in[2 * t] = (int16_t)(source[2] + (int)(random >> 5) % 7), in[2 * t + 1] = (int16_t)(source[0] + (int)(random >> 9) % 7);
+    }
+    if (block < 40 && angle != 90) return 2;
+    on_block(beam, in, out);
+  }
+  return angle <= 15 ? 0 : 3;
+}
+"""
+        library = LIBRARY.parent / LIBRARY.name.replace("libvekbf", "libvekbf-direction")
+        self.run_c(take(DOCUMENT, "find_the_talker_of", "c"), main, library)
+
     def test_static_memory(self):
         main = """
 int main(void) {
