@@ -4,6 +4,7 @@
 import ctypes
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -114,3 +115,37 @@ class HostTest(unittest.TestCase):
         write_wav(source, samples, rate)
         subprocess.run([TOOL, "process", source, target, *map(str, options)], check=True, timeout=60)
         return read_wav(target)
+
+
+class DaemonTest(HostTest):
+    """Programs that run while others talk to them."""
+
+    def setUp(self):
+        super().setUp()
+        self.environment = dict(os.environ)
+        self.processes = []
+        self.addCleanup(self.stop_all)
+
+    def stop_all(self):
+        """The last one first: a client before its server."""
+        for process in reversed(self.processes):
+            process.send_signal(signal.SIGTERM)
+            try:
+                process.wait(10)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+        self.processes.clear()
+
+    def start(self, *command, **options):
+        log = open(self.folder / f"{len(self.processes)}.log", "wb")
+        self.addCleanup(log.close)
+        self.processes.append(
+            subprocess.Popen(list(map(str, command)), env=self.environment, stdout=log, stderr=log, **options)
+        )
+
+    def output(self, *command):
+        return subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=30, check=False)
+
+    def logs(self):
+        return "".join(path.read_text(errors="replace") for path in self.folder.glob("*.log"))

@@ -7,7 +7,6 @@ was played, must give every sample that came back.
 
 import os
 import re
-import signal
 import subprocess
 import sys
 import time
@@ -15,7 +14,7 @@ import unittest
 from pathlib import Path
 
 import numpy as np
-from support import PLUGINS, TOOL, HostTest, Twin, need, noise, skip
+from support import PLUGINS, TOOL, DaemonTest, Twin, need, noise, skip
 
 PAIR = os.environ.get("VEKBF_PAIR", "")
 CONF = Path(os.environ["VEKBF_PIPEWIRE_CONF"])
@@ -35,7 +34,7 @@ context.objects = [ { factory = adapter args = {
 """
 
 
-class PipeWire(HostTest):
+class PipeWire(DaemonTest):
     def setUp(self):
         super().setUp()
         run = self.folder / "run"
@@ -43,42 +42,20 @@ class PipeWire(HostTest):
         drop_in = self.folder / "config/pipewire/pipewire.conf.d"
         drop_in.mkdir(parents=True)
         (drop_in / "array.conf").write_text(ARRAY)
-        self.environment = os.environ | {
+        self.environment |= {
             "XDG_RUNTIME_DIR": str(run),
             "XDG_CONFIG_HOME": str(self.folder / "config"),
             "XDG_STATE_HOME": str(self.folder / "state"),
             "HOME": str(self.folder),
             "LADSPA_PATH": str(PLUGINS),
         }
-        self.processes = []
-        self.addCleanup(self.stop_all)
-
-    def stop_all(self):
-        for process in reversed(self.processes):
-            process.send_signal(signal.SIGTERM)
-            try:
-                process.wait(10)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.wait()
-
-    def start(self, *command):
-        log = open(self.folder / f"{len(self.processes)}.log", "wb")
-        self.addCleanup(log.close)
-        self.processes.append(
-            subprocess.Popen(list(map(str, command)), env=self.environment, stdout=log, stderr=log)
-        )
-
-    def output(self, *command):
-        return subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=30, check=False)
 
     def wait_for_node(self, name):
         for _ in range(100):
             if f'node.name = "{name}"' in self.output("pw-cli", "ls", "Node").stdout:
                 return
             time.sleep(0.1)
-        logs = "".join(path.read_text(errors="replace") for path in self.folder.glob("*.log"))
-        self.fail(f"there is no node {name}\n{logs}")
+        self.fail(f"there is no node {name}\n{self.logs()}")
 
     def start_daemons(self, conf):
         self.start("dbus-daemon", "--session", "--nofork", f"--address=unix:path={self.folder}/run/bus")
@@ -147,7 +124,6 @@ class PipeWire(HostTest):
         for attempt in range(TRIES):
             if attempt > 0:
                 self.stop_all()
-                self.processes.clear()
             self.start_daemons(conf)
             turn = f"{TOOL} angle 120 >/dev/null"
             fed, back = self.pair(turn)

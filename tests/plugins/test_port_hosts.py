@@ -60,6 +60,49 @@ class PortHosts(HostTest):
             )
             self.assert_delayed(read_wav(target), self.expected(case, samples), case)
 
+    def test_ladspa_by_sox(self):
+        need("sox")
+        for case in CASES:
+            mics, rate, _, controls = case
+            samples = noise(9000, mics)
+            source, target = self.folder / "in.wav", self.folder / "out.wav"
+            write_wav(source, samples, rate)
+            # It counts the three outputs of controls among the arguments.
+            self.run_host(
+                *("sox", "-D", source, "-b", 16, "-c", 1, "-e", "signed", target, "ladspa", "vekbf_ladspa"),
+                *(f"vekbf{mics}", *controls, 0, 0, 0, 0),
+                LADSPA_PATH=str(PLUGINS),
+            )
+            self.assert_delayed(read_wav(target), self.expected(case, samples), case)
+
+    def test_what_is_not_configured_is_silence_and_one_line(self):
+        need("applyplugin", "lv2apply")
+        source, target = self.folder / "in.wav", self.folder / "out.wav"
+        write_wav(source, noise(9000, 4))
+        nowhere = str(self.folder / "nowhere.conf")
+        wrong = self.folder / "wrong.conf"
+        wrong.write_text("array = line:4:80mm\nangel = 60\n")
+        small = self.folder / "small.conf"
+        small.write_text("array = line:3:80mm\n")
+        for config, words in (
+            (nowhere, ("nowhere.conf", "cannot be read")),
+            (wrong, ("wrong.conf:2:", "'angel'")),
+            (small, ("array", "'line:3:80mm'", "4 channels")),
+        ):
+            hosts = (
+                ("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", "vekbf4", 60, 0, 0, 0, 3, 0),
+                ("lv2apply", "-i", source, "-o", target, "-c", "angle", 60, "urn:vekbf:beam4"),
+            )
+            for host in hosts:
+                result = self.run_host(
+                    *host, LADSPA_PATH=str(PLUGINS), LV2_PATH=str(BUNDLES), VEKBF_CONFIG=str(config)
+                )
+                self.assertFalse(read_wav(target).any(), host)
+                lines = [line for line in result.stderr.splitlines() if line.startswith("vekbf4: ")]
+                self.assertEqual(len(lines), 1, result.stderr)
+                for word in (*words, "silent"):
+                    self.assertIn(word, lines[0])
+
     def test_the_lv2_description_is_valid(self):
         need("sord_validate")
         files = [*BUNDLES.rglob("*.ttl")]
