@@ -10,6 +10,10 @@
 
 #include "base/complex.h"
 
+// Bytes. The transforms use the scratch of a plan from the next multiple on, whose vectors then lie
+// in one cache line each; the bytes behind the scratch leave room for that.
+inline constexpr size_t kScratchAlignment = 64;
+
 // Everything one real transform of N points needs, in one heap block; free() releases it all.
 struct RealFftPlan {
   Complex* buffer;         // scratch of N values, two halves of N/2

@@ -32,7 +32,8 @@ int32_t next_radix(int32_t m, int32_t flags) {
 
 constexpr float kMinusTwoPi = -6.2831855f;
 constexpr float kMinusPi = -3.1415927f;
-constexpr uint64_t kSpareBytes = 8;
+// Eight, and what the transforms skip to begin at a multiple of kScratchAlignment.
+constexpr uint64_t kSpareBytes = 8 + kScratchAlignment - sizeof(Complex);
 constexpr size_t kFactorsOffset = (sizeof(RealFftPlan) + 7) / 8 * 8;
 
 RealFftPlan* point_into(void* block, int32_t ncfft) {

@@ -4,6 +4,8 @@
 // N/2 values, and the steps between the two spectra.
 #pragma once
 
+#include <cstdint>
+
 #include "base/target.h"
 #include "fft/complex_transform.h"
 #include "fft/fft_engine.h"
@@ -50,14 +52,21 @@ inline bool is_supported(const RealFftPlan* plan) {
   return plan != nullptr && is_supported(plan->ncfft);
 }
 
+// The two work areas of a transform, one behind the other.
+inline Complex* aligned_scratch(const RealFftPlan& plan) {
+  const uintptr_t skipped = -reinterpret_cast<uintptr_t>(plan.buffer) % kScratchAlignment;
+  return plan.buffer + skipped / sizeof(Complex);
+}
+
 // The complex transform stays in the layout of the work areas: its last pass reads and writes the
 // same places, so it runs in place.
 template <class V, class Source>
 [[gnu::always_inline]] inline void real_forward(Complex* out, const Source& in,
                                                 const RealFftPlan& plan) {
   const int n = plan.ncfft;
-  const Work<V> first(plan.buffer, n);
-  const Work<V> second(plan.buffer + n, n);
+  Complex* const scratch = aligned_scratch(plan);
+  const Work<V> first(scratch, n);
+  const Work<V> second(scratch + n, n);
   const BeforeLast<V> rest = all_but_last<V>(in, first, second, lines_of(n, plan.twiddles), n);
   last_pass<V>(rest.work, rest.work, rest.line, n);
 
@@ -73,8 +82,9 @@ template <class V, class Sink>
 [[gnu::always_inline]] inline void real_inverse(const Sink& out, const Complex* in,
                                                 const RealFftPlan& plan) {
   const int n = plan.ncfft;
-  const Work<V> first(plan.buffer, n);
-  const Work<V> second(plan.buffer + n, n);
+  Complex* const scratch = aligned_scratch(plan);
+  const Work<V> first(scratch, n);
+  const Work<V> second(scratch + n, n);
   const Exchanged<Work<V>> merged{first};
   const simd::f32x1 sum = {{(in[0].re + in[n].re) * 0.5f}};
   const simd::f32x1 difference = {{(in[0].re - in[n].re) * 0.5f}};
