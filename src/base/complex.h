@@ -14,3 +14,11 @@ static_assert(sizeof(Complex) == 8, "two packed 32-bit floats");
 // The float view of a spectrum, for the operations that take frames and spectra alike.
 [[gnu::always_inline]] inline float* as_floats(Complex* values) { return &values->re; }
 [[gnu::always_inline]] inline const float* as_floats(const Complex* values) { return &values->re; }
+
+// Real samples taken two by two as complex values.
+[[gnu::always_inline]] inline Complex* as_complex(float* values) {
+  return reinterpret_cast<Complex*>(values);
+}
+[[gnu::always_inline]] inline const Complex* as_complex(const float* values) {
+  return reinterpret_cast<const Complex*>(values);
+}

@@ -4,6 +4,8 @@
 // ... of one vector; a transform combines them as it needs, so that a pass is written once.
 #pragma once
 
+#include <type_traits>
+
 #include "base/complex.h"
 #include "base/target.h"
 #include "simd/lanes.h"
@@ -13,15 +15,6 @@ inline namespace VEKBF_TARGET {
 namespace fft {
 
 using simd::Pairs;
-
-// As store_pairs; within a butterfly, where registers are short, gcc 12 makes shorter code for
-// 32-bit ARM of this.
-template <class V>
-[[gnu::always_inline]] inline void store_interleaved(Complex* p, Pairs<V> c) {
-  interleave(c.re, c.im);
-  c.re.store(&p->re);
-  c.im.store(&p->re + V::kLanes);
-}
 
 struct Input {
   const Complex* values;
@@ -37,7 +30,7 @@ struct Output {
 
   template <class V>
   [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
-    store_interleaved(values + i, c);
+    store_pairs(values + i, c);
   }
 };
 
@@ -72,7 +65,7 @@ struct PairedWork {
   }
   template <class V>
   [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
-    store_interleaved(values + i, c);
+    store_pairs(values + i, c);
   }
 };
 
@@ -88,6 +81,8 @@ struct WorkOf<simd::neon::f32x4> {
 #endif
 template <class V>
 using Work = typename WorkOf<V>::Type;
+template <class V>
+inline constexpr bool kLoadsSeparate = std::is_same_v<Work<V>, PairedWork>;
 
 // Real and imaginary parts exchanged: around a forward transform this makes the inverse.
 template <class Inner>
@@ -127,12 +122,20 @@ struct WindowedInput {
   [[gnu::always_inline]] Pairs<V> load(int i) const {
     const float* x = samples + 2 * i;
     const float* w = window + 2 * i;
-    V first = V::load(x) * V::load(w);
-    V second = V::load(x + V::kLanes) * V::load(w + V::kLanes);
-    first.store(windowed + 2 * i);
-    second.store(windowed + 2 * i + V::kLanes);
-    deinterleave(first, second);
-    return {first, second};
+    if constexpr (kLoadsSeparate<V>) {
+      Pairs<V> values = V::load_pairs(as_complex(x));
+      Pairs<V> weights = V::load_pairs(as_complex(w));
+      values = {values.re * weights.re, values.im * weights.im};
+      store_pairs(as_complex(windowed + 2 * i), values);
+      return values;
+    } else {
+      V first = V::load(x) * V::load(w);
+      V second = V::load(x + V::kLanes) * V::load(w + V::kLanes);
+      first.store(windowed + 2 * i);
+      second.store(windowed + 2 * i + V::kLanes);
+      deinterleave(first, second);
+      return {first, second};
+    }
   }
 };
 
@@ -144,9 +147,14 @@ struct WindowedOutput {
   [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     float* x = samples + 2 * i;
     const float* w = window + 2 * i;
-    interleave(c.re, c.im);
-    (c.re * V::load(w)).store(x);
-    (c.im * V::load(w + V::kLanes)).store(x + V::kLanes);
+    if constexpr (kLoadsSeparate<V>) {
+      Pairs<V> weights = V::load_pairs(as_complex(w));
+      store_pairs(as_complex(x), Pairs<V>{c.re * weights.re, c.im * weights.im});
+    } else {
+      interleave(c.re, c.im);
+      (c.re * V::load(w)).store(x);
+      (c.im * V::load(w + V::kLanes)).store(x + V::kLanes);
+    }
   }
 };
 

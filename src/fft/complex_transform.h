@@ -20,10 +20,10 @@ struct Radix4 {
 
 template <class V>
 [[gnu::always_inline]] inline Radix4<V> radix4(Pairs<V> t0, Pairs<V> t1, Pairs<V> t2, Pairs<V> t3) {
-  const Pairs<V> a = t0 + t2;
-  const Pairs<V> b = t0 - t2;
-  const Pairs<V> c = t1 + t3;
-  const Pairs<V> d = t1 - t3;
+  Pairs<V> a = t0 + t2;
+  Pairs<V> b = t0 - t2;
+  Pairs<V> c = t1 + t3;
+  Pairs<V> d = t1 - t3;
   return {a + c, {b.re + d.im, b.im - d.re}, a - c, {b.re - d.im, b.im + d.re}};
 }
 
@@ -36,14 +36,14 @@ struct Radix8 {
 // From the butterflies of the even and of the odd inputs.
 template <class V>
 [[gnu::always_inline]] inline Radix8<V> radix8(const Radix4<V>& even, const Radix4<V>& odd) {
-  const V h = V::splat(0.70710677f);
-  const Pairs<V> o1 = odd.y1;
-  const Pairs<V> o2 = odd.y2;
-  const Pairs<V> o3 = odd.y3;
-  const Pairs<V> r1 = {h * (o1.re + o1.im), h * (o1.im - o1.re)};
+  V h = V::splat(0.70710677f);
+  Pairs<V> o1 = odd.y1;
+  Pairs<V> o2 = odd.y2;
+  Pairs<V> o3 = odd.y3;
+  Pairs<V> r1 = {h * (o1.re + o1.im), h * (o1.im - o1.re)};
   // Rotations by a quarter turn: the signs go into the sums below.
-  const V r3_re = h * (o3.im - o3.re);
-  const V r3_im = h * (o3.re + o3.im);
+  V r3_re = h * (o3.im - o3.re);
+  V r3_im = h * (o3.re + o3.im);
   return {{even.y0 + odd.y0,
            even.y1 + r1,
            {even.y2.re + o2.im, even.y2.im - o2.re},
@@ -91,10 +91,10 @@ template <class V, class Sink>
 
 template <class V, class Source>
 [[gnu::always_inline]] inline Radix4<V> first_butterfly(const Source& in, int g, int stride) {
-  const Pairs<V> f0 = in.template load<V>(g);
-  const Pairs<V> f1 = in.template load<V>(g + stride);
-  const Pairs<V> f2 = in.template load<V>(g + 2 * stride);
-  const Pairs<V> f3 = in.template load<V>(g + 3 * stride);
+  Pairs<V> f0 = in.template load<V>(g);
+  Pairs<V> f1 = in.template load<V>(g + stride);
+  Pairs<V> f2 = in.template load<V>(g + 2 * stride);
+  Pairs<V> f3 = in.template load<V>(g + 3 * stride);
   return radix4(f0, f1, f2, f3);
 }
 
@@ -111,8 +111,8 @@ inline void first_pass_radix4(Source in, Sink out, int n) {
 template <class V, class Source, class Sink>
 inline void first_pass_radix8(Source in, Sink out, int n) {
   for (int g = 0; g < n / 8; g += V::kLanes) {
-    const Radix4<V> even = first_butterfly<V>(in, g, n / 4);
-    const Radix4<V> odd = first_butterfly<V>(in, g + n / 8, n / 4);
+    Radix4<V> even = first_butterfly<V>(in, g, n / 4);
+    Radix4<V> odd = first_butterfly<V>(in, g + n / 8, n / 4);
     Radix8<V> y = radix8(even, odd);
     gather(y.low);
     gather(y.high);
@@ -136,14 +136,14 @@ struct Twiddles {
 template <class V, class Source, class Sink>
 [[gnu::always_inline]] inline void later_butterfly(Source in, Sink out, int from, int quarter,
                                                    int to, int m, const Twiddles<V>& w) {
-  const Pairs<V> t1 = in.template load<V>(from + quarter) * w.w1;
-  const Pairs<V> t3 = in.template load<V>(from + 3 * quarter) * w.w3;
-  const Pairs<V> c = t1 + t3;
-  const Pairs<V> d = t1 - t3;
-  const Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w.w2;
-  const Pairs<V> t0 = in.template load<V>(from);
-  const Pairs<V> a = t0 + t2;
-  const Pairs<V> b = t0 - t2;
+  Pairs<V> t1 = in.template load<V>(from + quarter) * w.w1;
+  Pairs<V> t3 = in.template load<V>(from + 3 * quarter) * w.w3;
+  Pairs<V> c = t1 + t3;
+  Pairs<V> d = t1 - t3;
+  Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w.w2;
+  Pairs<V> t0 = in.template load<V>(from);
+  Pairs<V> a = t0 + t2;
+  Pairs<V> b = t0 - t2;
   out.template store<V>(to, a + c);
   out.template store<V>(to + 2 * m, a - c);
   out.template store<V>(to + m, Pairs<V>{b.re + d.im, b.im - d.re});
@@ -155,7 +155,7 @@ template <class V, class Source, class Sink>
 inline void middle_pass(Source in, Sink out, const Complex* line, int n, int m) {
   const int quarter = n / 4;
   for (int j = 0; j < m; j += V::kLanes) {
-    const Twiddles<V> w(line, j, m);
+    Twiddles<V> w(line, j, m);
     for (int from = j, to = j; from < quarter; from += m, to += 4 * m) {
       later_butterfly<V>(in, out, from, quarter, to, m, w);
     }
@@ -167,14 +167,14 @@ template <int kM, class V, class Source, class Sink>
 inline void short_pass(Source in, Sink out, const Complex* line, int n) {
   static_assert(V::kLanes % kM == 0);
   const int quarter = n / 4;
-  const Pairs<V> w1 = simd::load_repeated<V, kM>(line);
-  const Pairs<V> w2 = simd::load_repeated<V, kM>(line + kM);
-  const Pairs<V> w3 = simd::load_repeated<V, kM>(line + 2 * kM);
+  Pairs<V> w1 = simd::load_repeated<V, kM>(line);
+  Pairs<V> w2 = simd::load_repeated<V, kM>(line + kM);
+  Pairs<V> w3 = simd::load_repeated<V, kM>(line + 2 * kM);
   for (int from = 0; from < quarter; from += V::kLanes) {
-    const Pairs<V> t0 = in.template load<V>(from);
-    const Pairs<V> t1 = in.template load<V>(from + quarter) * w1;
-    const Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w2;
-    const Pairs<V> t3 = in.template load<V>(from + 3 * quarter) * w3;
+    Pairs<V> t0 = in.template load<V>(from);
+    Pairs<V> t1 = in.template load<V>(from + quarter) * w1;
+    Pairs<V> t2 = in.template load<V>(from + 2 * quarter) * w2;
+    Pairs<V> t3 = in.template load<V>(from + 3 * quarter) * w3;
     Radix4<V> y = radix4(t0, t1, t2, t3);
     interleave<kM>(y.y0.re, y.y1.re, y.y2.re, y.y3.re);
     interleave<kM>(y.y0.im, y.y1.im, y.y2.im, y.y3.im);

@@ -21,12 +21,6 @@ bool has_known_stages(const ComplexFftConfig& config) {
   return config.factors[2 * stages] == m && m == first_radix(config.nfft);
 }
 
-// Two samples are one complex value.
-Complex* as_complex(float* samples) { return reinterpret_cast<Complex*>(samples); }
-const Complex* as_complex(const float* samples) {
-  return reinterpret_cast<const Complex*>(samples);
-}
-
 }  // namespace
 
 void fft_complex(Complex* out, const Complex* in, const ComplexFftConfig* config, int32_t inverse) {
