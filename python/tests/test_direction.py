@@ -25,6 +25,10 @@ def finder(geometry, **settings):
     return vekbf.Direction(RATE, geometry.array.positions, geometry.name, **settings)
 
 
+def beam(geometry):
+    return vekbf.Beamformer(RATE, geometry.array.positions, geometry.name, keep_time=True)
+
+
 class DirectionTest(unittest.TestCase):
     def test_a_talker_is_found(self):
         for geometry, angle in ((LINE, 60), (LINE, 137), (SQUARE, 0), (SQUARE, 251)):
@@ -62,6 +66,49 @@ class DirectionTest(unittest.TestCase):
         self.assertFalse(found.map().any())
         found.process(recording(SQUARE, 100))
         self.assertAlmostEqual(int(np.argmax(found.map())), 100, delta=20)
+
+    def test_the_beam_finds_its_talker(self):
+        for geometry, angle in ((LINE, 60), (SQUARE, 251)):
+            samples = recording(geometry, angle)
+            found = finder(geometry).process(samples).angle
+            # What is found with a block steers the next one; straight ahead until something is heard.
+            angles = np.concatenate([[90], np.where(found < 0, 90, found)])
+            with beam(geometry) as steered, beam(geometry) as auto:
+                expected = steered.process(samples, angles[: steered.blocks(len(samples))])
+                given = [auto.process(samples[at : at + 1000], "auto") for at in range(0, len(samples), 1000)]
+                np.testing.assert_array_equal(np.concatenate([*given, auto.flush()])[: len(expected)], expected)
+                self.assertEqual(auto.talker.angle, -1)  # a new signal
+                auto.process_float(samples / 32768.0, "auto")
+                self.assertEqual((auto.talker.angle, auto.angle), (found[-1], found[-1]))
+                self.assertEqual(steered.talker, (-1, False, 0.0, 0))
+                # By hand, and back: it has listened meanwhile.
+                auto.process(samples[:256], 10)
+                self.assertEqual(auto.angle, 10)
+                auto.process(samples[:256], "auto")
+                self.assertEqual(auto.angle, found[-1])
+
+    def test_auto_that_cannot_be(self):
+        samples = recording(LINE, 60)
+        with beam(LINE) as late:
+            late.process(samples[:100])
+            with self.assertRaisesRegex(ValueError, "beginning"):
+                late.process(samples[100:], "auto")
+            with self.assertRaisesRegex(ValueError, "'car'"):
+                late.process(samples[100:], "car")
+            late.flush()
+            late.process(samples, "auto")
+            self.assertAlmostEqual(late.talker.angle, 60, delta=1)
+        with vekbf.Beamformer(RATE, [(0, 0)]) as alone:
+            with self.assertRaises(vekbf.VekBfError):
+                alone.process(samples[:, :1], "auto")
+            self.assertGreater(len(alone.process(samples[:, :1], 60)), 0)
+        settings = vekbf.Settings({"array": "line:4:80mm", "angle": "60"})
+        with vekbf.Beamformer.from_settings(settings, RATE, 4) as fixed, self.assertRaisesRegex(ValueError, "setting"):
+            fixed.process(samples, "auto")
+        settings["angle"] = "auto"
+        with vekbf.Beamformer.from_settings(settings, RATE, 4) as auto:
+            auto.process(samples)
+            self.assertAlmostEqual(auto.talker.angle, 60, delta=1)
 
     def test_what_is_refused(self):
         for name, arguments in (

@@ -4,6 +4,7 @@
 import unittest
 
 import numpy as np
+import vekbf
 from support import CommandTest, call
 
 from vekbf_lab import plots, wav
@@ -27,6 +28,49 @@ class SignalTest(unittest.TestCase):
         np.testing.assert_allclose(before, -20, atol=1e-9)
         np.testing.assert_allclose(after, [-20] * 10 + [-40] * 10, atol=1e-9)
         self.assertEqual((axes.get_xlabel(), axes.get_ylabel()), ("time (s)", "level (dBFS)"))
+
+
+class DirectionTest(unittest.TestCase):
+    def test_a_track_over_time(self):
+        angle = np.repeat(np.array([-1, 60, 120], np.int32), 125)
+        heard = np.arange(375) % 4 == 0
+        track = vekbf.Track(angle, heard, np.linspace(0, 1, 375, dtype=np.float32), np.zeros(375, np.uint32))
+        axes = plots.direction_track(plots.figure(6, 3).subplots(), track, RATE)
+        (line,) = axes.get_lines()
+        seconds, degrees = line.get_data()
+        self.assertAlmostEqual(seconds[-1], 3.0)
+        self.assertTrue(np.isnan(degrees[:125]).all())
+        self.assertEqual(set(degrees[125:]), {60, 120})
+        (dots,) = axes.collections
+        # One for each update that counted once there was an angle, with its confidence.
+        expected = np.flatnonzero(heard & (angle >= 0))
+        np.testing.assert_allclose(dots.get_offsets(), np.stack([(expected + 1) * 0.008, angle[expected]], axis=1))
+        np.testing.assert_allclose(dots.get_array(), track.confidence[expected])
+        self.assertEqual(axes.get_ylim(), (0, 180))
+
+    def test_a_track_across_the_end_of_the_circle(self):
+        angle = np.array([350, 350, 10, 10], np.int32)
+        track = vekbf.Track(angle, np.ones(4, bool), np.ones(4, np.float32), np.zeros(4, np.uint32))
+        axes = plots.direction_track(plots.figure(6, 3).subplots(), track, RATE)
+        np.testing.assert_array_equal(axes.get_lines()[0].get_ydata(), [350, 350, np.nan, 10])
+        self.assertEqual(axes.get_ylim(), (0, 360))
+
+    def test_nothing_heard_can_be_drawn(self):
+        track = vekbf.Direction(RATE, [(0, 0), (0.05, 0)]).process(np.zeros((1280, 2), np.int16))
+        page = plots.figure(6, 3)
+        self.assertTrue(np.isnan(plots.direction_track(page.subplots(), track, RATE).get_lines()[0].get_ydata()).all())
+
+    def test_a_map(self):
+        evidence = np.cos(np.radians(np.arange(360) - 70)).astype(np.float32) * 3
+        axes = plots.direction_map(plots.figure(4, 4).add_subplot(projection="polar"), evidence, 70)
+        curve, mark = axes.get_lines()
+        turn, size = curve.get_data()
+        self.assertEqual(len(turn), 361)
+        self.assertAlmostEqual(np.degrees(turn[np.argmax(size)]), 70)
+        self.assertAlmostEqual(size.max(), 1)
+        self.assertEqual(size.min(), 0)
+        self.assertAlmostEqual(np.degrees(mark.get_xdata()[0]), 70)
+        plots.direction_map(plots.figure(4, 4).add_subplot(projection="polar"), np.zeros(360, np.float32))
 
 
 class PlotCommandTest(CommandTest):

@@ -8,6 +8,8 @@
             play(beam.process(chunk, angle=60))     # int16, shape (samples,)
         play(beam.flush())
 
+`Beamformer.process` with ``angle="auto"`` finds the talker itself.
+
 The shared object ``libvekbf-stream.so.2`` is looked for where the system's loader looks, or in the file that the
 environment variable ``VEKBF_LIBRARY`` names; `Direction` looks for ``libvekbf-direction.so.2`` likewise, or in the file
 that ``VEKBF_DIRECTION_LIBRARY`` names.
@@ -15,7 +17,7 @@ that ``VEKBF_DIRECTION_LIBRARY`` names.
 
 from ._errors import ERRORS, LibraryNotFound, VekBfError
 from ._library import BLOCK_FRAMES, LAG_SAMPLES, MAX_MICROPHONES
-from .beamformer import Beamformer, Counts
+from .beamformer import Beamformer, Counts, Talker
 from .direction import Direction, Track
 from .settings import Settings
 
@@ -31,6 +33,7 @@ __all__ = [
     "LibraryNotFound",
     "MAX_MICROPHONES",
     "Settings",
+    "Talker",
     "Track",
     "VekBfError",
     "__version__",

@@ -42,6 +42,15 @@ class CountsRecord(ctypes.Structure):
     ]
 
 
+class DirectionState(ctypes.Structure):
+    _fields_ = [
+        ("angle", ctypes.c_int32),
+        ("heard", ctypes.c_int32),
+        ("confidence", ctypes.c_float),
+        ("age", ctypes.c_uint32),
+    ]
+
+
 assert ctypes.sizeof(Init) == 56 and ctypes.sizeof(CountsRecord) == 48
 
 
@@ -69,6 +78,8 @@ def load() -> ctypes.CDLL:
             ("Restart", text, [pointer]),
             ("Close", None, [pointer]),
             ("Steer", None, [pointer, whole]),
+            ("SteerAsSet", None, [pointer]),
+            ("GetDirection", whole, [pointer, pointer]),
             ("WriteInterleaved", size, [pointer, whole, pointer, size]),
             ("Read", size, [pointer, whole, pointer, ctypes.c_ssize_t, size]),
             ("Available", size, [pointer]),

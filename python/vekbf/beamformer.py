@@ -8,17 +8,18 @@ import operator
 import threading
 from collections.abc import Sequence
 from types import TracebackType
-from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
+from typing import TYPE_CHECKING, Any, Literal, NamedTuple, Optional, Union
 
 import numpy as np
 
-from ._library import BLOCK_FRAMES, F32, F64, ROOM, S16, CountsRecord, load
+from ._library import BLOCK_FRAMES, F32, F64, ROOM, S16, CountsRecord, DirectionState, load
 from .settings import Settings, expect_no_fault
 
 if TYPE_CHECKING:
     from numpy.typing import ArrayLike, NDArray
 
-    Angle = Union[float, Sequence[float], NDArray[np.number[Any]]]
+    Degrees = Union[float, Sequence[float], NDArray[np.number[Any]]]
+    Angle = Union[Degrees, Literal["auto"]]
 
 _LARGEST_ANGLE = 2**31 - 1
 
@@ -32,6 +33,15 @@ class Counts(NamedTuple):
     clipped: int  # floating-point samples of the microphones beyond full scale
     not_numbers: int  # floating-point samples of the microphones that were not-a-number
     wraps: int  # steps of more than half the range from one sample of the beam to the next: sums that wrapped around
+
+
+class Talker(NamedTuple):
+    """What the direction finder knew after the last block."""
+
+    angle: int  # whole degrees; -1: nothing heard yet
+    heard: bool  # whether its last update counted
+    confidence: float  # 0 to 1: lead over the best direction elsewhere
+    age: int  # blocks since evidence last agreed with the angle
 
 
 def _whole(value: int, what: str) -> str:
@@ -106,6 +116,7 @@ class Beamformer:
                 "keep-time": "yes" if keep_time else "no",
             }
         )
+        self._settings: Optional[Settings] = settings  # of this beam alone
         self._begin(settings, sample_rate, len(positions), 90)
 
     @classmethod
@@ -116,13 +127,14 @@ class Beamformer:
         """
         beam = cls.__new__(cls)
         beam._stream = None
+        beam._settings = None
         beam._begin(settings, sample_rate, channels, None)
         return beam
 
     def _begin(self, settings: Settings, sample_rate: int, channels: int, angle: Optional[int]) -> None:
         rate = min(max(int(_whole(sample_rate, "sample_rate")), 0), 2**32 - 1)
+        self._rate, self._channels = rate, channels
         self._stream = settings._open(rate, channels).value
-        self._channels = channels
         self._angle = angle  # where `process` is given none
         self._steered: Optional[int] = None  # the angle last given to the library
         self._earlier = Counts(0, 0, 0, 0, 0, 0)  # of signals that have been flushed
@@ -162,6 +174,13 @@ class Beamformer:
         """The angle of the block that was begun last; before the first one, the angle it would have."""
         return int(self._library.VekStream_GetAngle(self._stream))
 
+    @property
+    def talker(self) -> Talker:
+        """Where the direction finder hears the talker; angle -1 and zeros where none listens, see `process`."""
+        state = DirectionState()
+        self._library.VekStream_GetDirection(self._stream, ctypes.byref(state))
+        return Talker(state.angle, state.heard != 0, state.confidence, state.age)
+
     def blocks(self, frames: int) -> int:
         """Number of blocks that begin within the next `frames` frames: as many angles `process` takes."""
         begun = self._frames_to_block()
@@ -181,14 +200,18 @@ class Beamformer:
             samples: int16, shape (frames, microphones), or (frames,) for one microphone; any number of frames.
             angle: direction of the talker in degrees from +x towards +y: one number for all blocks of 128 frames that
                 begin in `samples`, or an array with one for each of them (`blocks` tells how many they are). They are
-                rounded to whole degrees.
+                rounded to whole degrees. "auto": the direction finder listens to the signal from its beginning, and what
+                it found with a block steers the next one, see `talker`; an angle given later wins over it, "auto" after
+                that gives the beam back to it. Two to four microphones in a line or on the corners of a square.
 
         Returns:
             int16, shape (samples,).
 
         Raises:
             TypeError: `samples` is not an array of int16.
-            ValueError: a shape is wrong, an angle is not a finite number, or the beamformer is closed.
+            ValueError: a shape is wrong, an angle is not a finite number, "auto" comes too late for the finder to hear the
+                beginning, or the beamformer is closed.
+            VekBfError: the array has no directions to find.
         """
         return self._process(self._as_signal(samples), S16, angle)
 
@@ -207,7 +230,10 @@ class Beamformer:
     def _process(self, signal: NDArray[Any], kind: int, angle: Optional[Angle]) -> NDArray[np.int16]:
         with self._lock:
             self._expect_open()
-            if angle is None:
+            if isinstance(angle, str):
+                self._follow(angle)
+                angle = None
+            elif angle is None:
                 angle = self._angle
             if type(angle) is int and -_LARGEST_ANGLE < angle < _LARGEST_ANGLE:
                 self._steer(angle)
@@ -270,6 +296,30 @@ class Beamformer:
             self._library.VekStream_Steer(self._stream, degrees)
             self._steered = degrees
 
+    def _follow(self, word: str) -> None:
+        """Gives the beam to the direction finder."""
+        if word != "auto":
+            raise ValueError(f"an angle is a number of degrees or 'auto', not {word!r}")
+        if not self._library.VekStream_GetDirection(self._stream, ctypes.byref(DirectionState())):
+            self._listen()
+        if self._steered is not None:
+            self._library.VekStream_SteerAsSet(self._stream)
+            self._steered = None
+
+    def _listen(self) -> None:
+        """Opens the stream once more, now with a direction finder."""
+        if self._settings is None:
+            raise ValueError("the setting `angle` is not auto")
+        if self._counted().frames != self._earlier.frames:
+            raise ValueError("angle='auto' holds from the beginning of a signal: give it with the first samples")
+        try:
+            self._settings["angle"] = "auto"
+            opened = self._settings._open(self._rate, self._channels).value
+        finally:
+            self._settings["angle"] = "90"
+        self._release()
+        self._stream, self._steered = opened, None
+
     def _as_signal(self, samples: NDArray[np.int16]) -> NDArray[np.int16]:
         signal = np.asarray(samples)
         if signal.dtype.kind != "i" or signal.dtype.itemsize != 2:
@@ -284,7 +334,7 @@ class Beamformer:
         return signal
 
     @staticmethod
-    def _as_angles(angle: Angle, blocks: int) -> NDArray[np.int64]:
+    def _as_angles(angle: Degrees, blocks: int) -> NDArray[np.int64]:
         degrees = np.asarray(angle, dtype=float)
         if degrees.ndim > 1 or (degrees.ndim == 1 and len(degrees) != blocks):
             raise ValueError(f"angle is a number, or one for each of the {blocks} blocks that begin in samples")

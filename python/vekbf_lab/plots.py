@@ -8,6 +8,7 @@ import matplotlib
 import numpy as np
 from matplotlib.figure import Figure
 from scipy.signal import stft
+from vekbf import BLOCK_FRAMES
 
 from . import measures
 from .errors import LabError
@@ -154,6 +155,46 @@ def levels(axes, signals, rate):
     axes.grid(alpha=0.3)
     axes.legend(loc="lower right", bbox_to_anchor=(1.0, 1.0), fontsize=8, ncols=len(signals))
     axes.set_title(f"Level in steps of {1000 * LEVEL_SECONDS:.0f} ms", fontsize=10, loc="left")
+    return axes
+
+
+def direction_track(axes, track, rate):
+    """Degrees over time of a `vekbf.Track`: a line where an angle is known, and a dot for each update that counted, the
+    darker the surer."""
+    seconds = (np.arange(len(track.angle)) + 1) * BLOCK_FRAMES / rate
+    known = track.angle >= 0
+    # No line across the ends of the circle.
+    jumps = np.abs(np.diff(track.angle, prepend=track.angle[:1])) > 180
+    axes.plot(seconds, np.where(known & ~jumps, track.angle, np.nan), color="0.6", linewidth=1, drawstyle="steps-post")
+    counted = known & track.heard
+    dots = axes.scatter(
+        seconds[counted], track.angle[counted], c=track.confidence[counted], vmin=0, vmax=1, s=6, cmap="viridis_r", zorder=2
+    )
+    highest = 180 if not known.any() or track.angle.max() <= 180 else 360
+    axes.set_ylim(0, highest)
+    axes.set_yticks(range(0, highest + 1, 30))
+    axes.set_xlim(0, len(track.angle) * BLOCK_FRAMES / rate)
+    axes.set_xlabel("time (s)")
+    axes.set_ylabel("direction (degrees)")
+    axes.grid(alpha=0.3)
+    axes.figure.colorbar(dots, ax=axes, label="confidence")
+    axes.set_title("Where the talker is", fontsize=10)
+    return axes
+
+
+def direction_map(axes, evidence, angle=None):
+    """Evidence by degree as `vekbf.Direction.map` gives it, on polar axes: 1 for the strongest direction, nothing where
+    there is less than in the mean."""
+    strongest = max(float(np.max(evidence)), 1e-30)
+    degrees = np.arange(len(evidence) + 1)
+    axes.plot(np.radians(degrees), np.maximum(np.append(evidence, evidence[0]) / strongest, 0.0))
+    if angle is not None:
+        axes.axvline(np.radians(angle), color="0.4", linestyle="--", linewidth=1, label=f"{angle}°")
+        axes.legend(loc="upper left", bbox_to_anchor=(1.05, 1.0), fontsize=8)
+    axes.set_rlim(0, 1.05)
+    axes.set_rticks([0.5, 1.0], ["", ""])
+    axes.set_thetagrids(range(0, 360, 30), [f"{step}°" for step in range(0, 360, 30)])
+    axes.set_title("Evidence of the last update", fontsize=10)
     return axes
 
 

@@ -88,7 +88,8 @@ class LabTest(DeskTest):
         self.assertRegex(told, r"(?m)^no fault found\nloudest talker: (59|60|61) degrees")
         self.assertRegex(told, r"(?m)^beam\.wav +0 ")
         self.run_python(take("docs/lab.md", "plots.beam_polar", "python"))
-        self.assert_written("beam.svg", "levels.png")
+        self.run_python(take("docs/lab.md", "direction_track", "python"))
+        self.assert_written("beam.svg", "levels.png", "track.png", "map.svg")
 
 
 class CorpusTest(DeskTest):
