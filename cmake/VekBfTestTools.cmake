@@ -5,7 +5,8 @@ find_program(VEKBF_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
 find_program(VEKBF_PYTHON NAMES python3 REQUIRED)
 
 # vekbf_test(<name> <label> <command>... [PROPERTIES <property> <value>...]): a test with its label, which is one of
-# those by which scripts/test selects.
+# those by which scripts/test selects. A test that takes long has the property COST and starts before the others, so
+# that it does not run alone at the end.
 set(VEKBF_TEST_LABELS unit direction vectors api plugins memory realtime endurance fuzz numerics packaging style tools python budgets slow)
 function(vekbf_test name label)
   cmake_parse_arguments(PARSE_ARGV 2 test "" "" "PROPERTIES")

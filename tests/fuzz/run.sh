@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 #
-# Lets libFuzzer search with one target for VEKBF_FUZZ_SECONDS (60) seconds, from what earlier runs of this build
+# Lets libFuzzer search with one target for VEKBF_FUZZ_SECONDS (25) seconds, from what earlier runs of this build
 # found and the stored inputs.
 #
 #   run.sh PROGRAM WORK CORPUS REGRESSIONS
@@ -11,5 +11,5 @@
 set -eu
 program=$1 work=$2 corpus=$3 regressions=$4
 mkdir -p "$work/grown" "$work/findings"
-exec "$program" -max_total_time="${VEKBF_FUZZ_SECONDS:-60}" -max_len=4096 -timeout=30 -print_final_stats=1 \
+exec "$program" -max_total_time="${VEKBF_FUZZ_SECONDS:-25}" -max_len=4096 -timeout=30 -print_final_stats=1 \
   -verbosity=1 -artifact_prefix="$work/findings/" "$work/grown" "$corpus" "$regressions"
