@@ -82,7 +82,7 @@ template <class V>
   const V t = v - (biased - c(kRound));  // exact
   size_t cells[V::kLanes];
   static_assert(sizeof(GainCell) == 1 << 6);
-  offsets_of(shifted_left<6>(bits_of(biased) & I::splat(0xff)), cells);
+  offsets_of(shifted_left<6>(bits_of(biased) & I::splat(kGainTableSize - 1)), cells);
   V c6 = t, c7 = t, c8 = t, power = t;
   const GainCell* table = kGainTable;
   load_columns(&table->tail[0], cells, c6, c7, c8, power);

@@ -14,10 +14,14 @@ struct alignas(64) GainCell {
 
 inline constexpr int kGainCells = 201;
 
+// A cell for each value of 8 bits of v, so that no v, and no rounding mode, reads beyond the table:
+// those beyond kGainCells are zero.
+inline constexpr int kGainTableSize = 256;
+
 inline constexpr int kGainBias = 23;
 inline constexpr double kGainMargin = 0x1.ccb916d7f83fdp-38;
 
-inline constexpr GainCell kGainTable[kGainCells] = {
+inline constexpr GainCell kGainTable[kGainTableSize] = {
     {{0x1.0000000000000p+0, 0x1.fffffffe9b5bep-2, -0x1.7fffffffe95fcp-3, -0x1.aaaaa8583de65p-5, 0x1.e555552f9dd21p-6, -0x1.466771eb4c767p-8},
      {0x1.293f1cp-12f, 0x1.eb917ep-16f, -0x1.d23b7p-18f}, 0x1p-23f},
     {{0x1.490da8b5662fep+0, 0x1.06ec99f420a7bp-4, -0x1.b066e1cd6915bp-3, 0x1.77e8ccc476f3fp-6, 0x1.399c92bf17178p-7, -0x1.87f84abaa0bcdp-9},

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "math/log_table.h"
@@ -54,6 +55,18 @@ TYPED_TEST(AmplitudeGain, EqualsTheLibraryAtTheJointsOfTheTable) {
                                                  mismatches<TypeParam>, 1),
               0u)
         << "v about " << joint;
+  }
+}
+
+TYPED_TEST(AmplitudeGain, OfNotANumberIsNoneWhateverItsPayload) {
+  using V = TypeParam;
+  // The payload's low bits choose the cell.
+  for (uint32_t payload = 0; payload < 0x100; ++payload) {
+    float actual[V::kLanes];
+    KnownGains known;
+    amplitude_gain(V::splat(std::bit_cast<float>(0x7fc00000 | payload)), V::splat(1.0f), known)
+        .store(actual);
+    for (const float gain : actual) EXPECT_TRUE(std::isnan(gain)) << payload;
   }
 }
 

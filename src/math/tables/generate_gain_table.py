@@ -39,6 +39,10 @@ struct alignas(64) GainCell {
 };
 
 inline constexpr int kGainCells = 201;
+
+// A cell for each value of 8 bits of v, so that no v, and no rounding mode, reads beyond the table:
+// those beyond kGainCells are zero.
+inline constexpr int kGainTableSize = 256;
 """
 
 
@@ -112,7 +116,7 @@ def main():
     lines.append("inline constexpr int kGainBias = %d;" % BIAS)
     lines.append("inline constexpr double kGainMargin = %s;" % float(margin * mpf("1.01")).hex())
     lines.append("")
-    lines.append("inline constexpr GainCell kGainTable[kGainCells] = {")
+    lines.append("inline constexpr GainCell kGainTable[kGainTableSize] = {")
     for head, tail, power, _ in cells:
         lines.append("    {{%s}," % ", ".join(c.hex() for c in head))
         lines.append("     {%s}, %sf}," % (", ".join(short(c) for c in tail), short(power)[:-1]))
