@@ -162,7 +162,7 @@ typedef struct VekStream VekStream;
 /**
  * New settings: every key at its default, no array yet.
  *
- * @return the settings, or NULL if memory is out, which all other calls accept
+ * @return the settings, or NULL if out of memory, which all other calls accept
  */
 VekStreamSettings *VekStream_NewSettings(void);
 
@@ -170,7 +170,7 @@ VekStreamSettings *VekStream_NewSettings(void);
  * Makes settings of their own with the same values.
  *
  * @param settings what is copied
- * @return the copy, or NULL if memory is out
+ * @return the copy, or NULL if out of memory
  */
 VekStreamSettings *VekStream_CopySettings(const VekStreamSettings *settings);
 
@@ -330,7 +330,7 @@ const char *VekStream_Open(VekStreamSettings *settings, uint32_t sampleRate, int
  * VekStream_Steer stays. Allocates.
  *
  * @param stream the stream
- * @return NULL, or the line that says that memory is out; the stream then gives silence
+ * @return NULL, or a line that says "out of memory"; the stream then gives silence
  */
 const char *VekStream_Restart(VekStream *stream);
 

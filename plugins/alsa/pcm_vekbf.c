@@ -25,8 +25,8 @@ typedef struct {
 
 enum { MAX_NUMBER = 15, SAMPLE_BITS = 16 };
 
-/* A file that is empty or holds no number leaves the angle as it is: whoever writes it may be
- * half-way. */
+/* An empty file, or one without a number, leaves the angle as it is: another program may be writing
+ * it. */
 static void read_angle(Beam *beam) {
   char text[MAX_NUMBER + 1];
   char *end;
@@ -64,7 +64,7 @@ static snd_pcm_sframes_t transfer(snd_pcm_extplug_t *ext, const snd_pcm_channel_
   return (snd_pcm_sframes_t)frames;
 }
 
-/* With every prepare and reset, so also behind an overrun. */
+/* Called with every prepare and reset, and so after an overrun too. */
 static int begin(snd_pcm_extplug_t *ext) {
   Beam *const beam = ext->private_data;
   const char *fault;

@@ -12,7 +12,7 @@
 GST_DEBUG_CATEGORY_STATIC(vekbf_debug);
 #define GST_CAT_DEFAULT vekbf_debug
 
-/* A step in the timestamps that is no jitter: the beam begins anew. */
+/* A step in the timestamps larger than jitter: the beam starts a new signal. */
 #define MAX_JITTER (40 * GST_MSECOND)
 /* A gap that is filled with silence; a longer one ends the signal. */
 #define MAX_FILLED_GAP GST_SECOND

@@ -16,7 +16,7 @@ struct BeamPorts {
 enum { MIN_RATE = 8000, MAX_RATE = 48000, MAX_INTENSITY = 10 };
 #define MAX_SPACING_MM 100000.0f
 
-/* One line, with one call, so that lines of several threads do not mix. */
+/* Prints one line with one call, so that lines of several threads do not mix. */
 static void complain(const BeamPorts *beam, const char *fault) {
   fprintf(stderr, "vekbf%d: %s; the beam is silent\n", beam->mics, fault);
 }

@@ -35,7 +35,7 @@ enum { BEAM_MIN_MICS = 2, BEAM_MAX_PORTS = VEK_BF_MAX_MICS + 1 + BEAM_CONTROLS }
 typedef struct BeamPorts BeamPorts;
 
 /* A plug-in instance for `mics` microphones. NULL, and one line on standard error, where the rate
-   is not 8000 to 48000 Hz; NULL where memory is out. */
+   is not 8000 to 48000 Hz; NULL where out of memory. */
 BeamPorts *beam_new(int mics, double sampleRate);
 void beam_delete(BeamPorts *beam);
 

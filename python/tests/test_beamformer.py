@@ -274,7 +274,7 @@ class SettingsTest(unittest.TestCase):
             self.assertNotIn("\n", str(caught.exception))
 
         settings = vekbf.Settings({"array": "line:2:5cm"})
-        refused("'tempo' is no setting", lambda: settings.__setitem__("tempo", "1"))
+        refused("'tempo' is not a setting", lambda: settings.__setitem__("tempo", "1"))
         refused("angle is a whole number", lambda: settings.__setitem__("angle", "6\n0"))
         refused("null character", lambda: settings.__setitem__("angle", "60\0"))
         refused("absent", lambda: settings.read("absent.conf"))

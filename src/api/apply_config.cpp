@@ -20,8 +20,8 @@ void clear(Region& region) {
   std::memset(&region, 0, sizeof region);
 }
 
-// If memory runs out an init operation returns null or a state that every operation refuses. Either
-// is stored: later blocks then go through the logged refusals.
+// If memory runs out, an init operation returns null or a state that every operation refuses. The
+// result is stored in either case; every later block then prints the refusal's log line.
 void create_states(Instance* instance, float threshold) {
   const FftInitParams transform{kPeriodicWindow, kFrameSize, 0, kHammingWindow};
   instance->fftState = fft_init(&transform);
@@ -82,7 +82,7 @@ void reset_adaptation(Instance* instance) {
 }  // namespace
 
 void apply_config(Instance* instance, const VekBfConfig& config) {
-  // The first configuration has nothing to release, and must not print what fft_free says of null.
+  // The first configuration has nothing to release; fft_free would print a line for null.
   if (instance->fftState != nullptr) fft_free(instance->fftState);
   if (instance->vadState != nullptr) vad_free(instance->vadState);
   create_states(instance, config.vadThreshold);

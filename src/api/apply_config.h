@@ -9,7 +9,7 @@ namespace vekbf {
 // constants, all signal history cleared. `config` has passed the checks.
 void apply_config(Instance* instance, const VekBfConfig& config);
 
-// True unless memory ran out in apply_config, which does not say so.
+// True if both states are there. False if memory ran out in apply_config, which reports nothing.
 bool has_states(const Instance& instance);
 
 // Releases what apply_config allocated. Without a transform, fft_free prints its bare line.

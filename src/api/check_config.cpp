@@ -23,13 +23,13 @@ ConfigFault first_fault(const Instance& instance, const VekBfConfig& config) {
   }
   // No lower bound: an array without microphones is accepted and gives silence.
   if (instance.micNum > kMaxMics) return {VEK_BF_ERR_MIC_NUM, "Invalid Microphone numbers"};
-  // The message is the one of micNum on purpose: hosts match on this text, and tell the two faults
-  // apart by their codes.
+  // Interface contract: the message is that of micNum. Hosts match this text and tell the two
+  // faults apart by their codes.
   if (static_cast<uint32_t>(instance.geometry) > VEK_BF_UNIFORM_CIRCULAR_ARRAY) {
     return {VEK_BF_ERR_GEOMETRY, "Invalid Microphone numbers"};
   }
-  // NaN deliberately passes: every comparison with it is false, so the detector never reports
-  // speech.
+  // Interface contract: NaN passes. Every comparison with it is false, so the detector never
+  // reports speech.
   if (config.vadThreshold > 1.0f || config.vadThreshold < 0.0f) {
     return {VEK_BF_ERR_VAD_THRESHOLD, "Invalid Vad Threshold"};
   }

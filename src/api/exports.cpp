@@ -22,7 +22,7 @@ using vekbf::refuse_null;
 using vekbf::ScopedIeeeMode;
 using vekbf::Severity;
 
-// Everything else is hidden by a compiler flag.
+// -fvisibility=hidden hides all other symbols.
 #pragma GCC visibility push(default)
 
 int32_t VekBf_GetLibVersion() { return vekbf::print_banner(); }
@@ -40,13 +40,13 @@ VekBfHandle VekBf_Init(void* workBufAddress, const VekBfInit* bfInit) {
     log_line(Severity::kError, "VekBf_Init", "The workBufAddress or bfInit is NULL");
     return nullptr;
   }
-  // The whole buffer, also what the record leaves spare on 32-bit machines.
+  // Clears the whole buffer: on 32-bit machines the record does not fill it.
   auto* instance = static_cast<Instance*>(std::memset(workBufAddress, 0, vekbf::kWorkBufferSize));
   instance->sampleRate = bfInit->sampleRate;
   instance->bitWidth = bfInit->bitWidth;
   instance->micNum = bfInit->micNum;
   instance->geometry = bfInit->geometry;
-  // micNum is checked later, by the configuration: here it must not overrun either record.
+  // micNum is checked later, by the configuration; row_count keeps this copy inside both records.
   std::memcpy(instance->micCoordinate, bfInit->micCoordinate,
               static_cast<size_t>(vekbf::row_count(*instance)) * sizeof(float[2]));
   instance->algorithm = bfInit->algorithm;
@@ -72,7 +72,7 @@ uint32_t VekBf_GetConfig(VekBfHandle handle) {
   } else {
     vekbf::print_report(*handle);
   }
-  // Success even without a handle, unlike the other functions: part of the interface.
+  // Interface contract: success even without a handle, unlike the other functions.
   return VEK_BF_OK;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The words by which the report calls enumeration values. Any 32-bit value has one.
+// Names of enumeration values in the report. Every 32-bit value has a name.
 #pragma once
 
 #include <cstdint>

@@ -30,7 +30,7 @@ constexpr int kMaxLine = 1 + kMaxMics * kMaxPairText;
   log_bare(line);
 }
 
-// Built in a buffer first: the line must leave with one call whatever the number of microphones.
+// Built in a buffer: the line must be printed with one call, whatever the number of microphones.
 void print_coordinates(const Instance& instance) {
   char line[kMaxLine + 1];
   int length = snprintf(line, sizeof line, "\t");

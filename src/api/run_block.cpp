@@ -26,7 +26,7 @@ void analyse_block(Instance* instance, const int16_t* in) {
     float* scratch = instance->fftScratch[m];
     const bool done =
         fft_analyse(instance->fftState, history, scratch, as_floats(instance->micSpectrum[m]));
-    // A transform that was refused has windowed nothing.
+    // A refused transform writes nothing: scratch then holds the history without the window.
     if (!done) std::memcpy(scratch, history, sizeof instance->fftScratch[m]);
   }
 }
@@ -36,7 +36,7 @@ void analyse_block(Instance* instance, const int16_t* in) {
 uint32_t run_block(Instance* instance, const int16_t* in, int16_t* out, int32_t angle) {
   if (instance == nullptr || in == nullptr || out == nullptr) return refuse_null(kName);
 
-  // Before the zero test: a zero block turns the beam too.
+  // Before the zero test: a zero block sets the angle too.
   instance->steerAngle = angle;
   if (is_zero_block(in)) {
     log_line(Severity::kWarning, kName, "Zero Frame!");
@@ -51,7 +51,7 @@ uint32_t run_block(Instance* instance, const int16_t* in, int16_t* out, int32_t 
     fixed_frame(instance);
   }
 
-  // `in` has been read to its end: `out` may be the same memory.
+  // All of `in` has been read, so `out` may be the same memory.
   drain_output(out, instance->outputOverlap);
   instance->blockCounter = wrapping_add(instance->blockCounter, 1);
   return VEK_BF_OK;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Between the caller's blocks and the frames that overlap by three quarters.
+// Framing: blocks of 128 new samples in, frames of 512 that overlap by three quarters, and back.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,8 @@ void slide_history(float* history);
 // More channels than an array may have give zeros, and `in` is not read.
 void take_channel(float* samples, const int16_t* in, int mic, int32_t channels);
 
-// Hands out the oldest, complete hop of the overlap-add accumulator and makes room for the next.
+// Copies the oldest hop of the overlap-add accumulator, which is complete, to `out`, and shifts the
+// accumulator by a hop.
 void drain_output(int16_t* out, int16_t* overlap);
 
 }  // namespace vekbf

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The instance record: everything one beamformer remembers, inside the caller's working buffer.
+// The instance record: all state of one beamformer but the transform and the detector, inside the
+// caller's working buffer.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +31,7 @@ struct VekBfInstance {
   FftState* fftState;  // owned
   VadState* vadState;  // owned
 
-  float reserved[kReservedScalars];     // read by nobody; keeps the record's size and order
+  float reserved[kReservedScalars];     // not read; keeps the record's size and order
   float micPlacement[vekbf::kMaxMics];  // line: x offset from microphone 0, metres; circle: angle,
                                         // radians
   float micDelay[vekbf::kMaxMics];  // arrival-time difference for the steering direction, seconds
@@ -86,8 +87,8 @@ static_assert(sizeof(VekBfGeometry) == 4);
 
 namespace vekbf {
 
-// Microphones that have a row in the record: micNum is only checked by a configuration, and has no
-// lower bound.
+// Rows of the record in use: micNum clamped to 0..kMaxMics. Only a configuration checks micNum, and
+// it has no lower bound.
 inline int row_count(const Instance& instance) {
   if (instance.micNum < 0) return 0;
   return instance.micNum < kMaxMics ? instance.micNum : kMaxMics;

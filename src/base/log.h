@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The lines of the library, the only ones that it prints. Two implementations, of which a product
-// links one: log.cpp writes to standard output, log_silent.cpp writes nothing.
+// Log lines: everything that the library prints. A library links one of two implementations:
+// log.cpp writes to standard output, log_silent.cpp writes nothing.
 #pragma once
 
 namespace vekbf {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The log of a product that lives in somebody else's process: standard output belongs to the host.
+// The log of a library that is loaded into a host's process: standard output belongs to the host.
 #include "base/log.h"
 
 namespace vekbf {

@@ -11,8 +11,8 @@
 namespace vekbf {
 
 void form_fixed_beam(Instance& i) {
-  // Without microphones this is infinite, and the beam 0 times infinity: not a number, which
-  // converts to silence.
+  // Without microphones the weight is infinite and the beam 0 times infinity, which is not a number
+  // and converts to silence.
   const float weight = 1.0f / static_cast<float>(i.micNum);
   beam_kernels().form_fixed_beam(i.fixedBeam, i.beamPower, i.savedSpectrum, i.micSpectrum,
                                  i.steerTable, row_count(i), weight);

@@ -16,7 +16,7 @@ struct Constants {
   float noiseFloorFactor;   // least smoothing of the noise
   float presenceSmoothing;  // of the speech-presence probability
   float lateDecay;          // of the late reverberation, per transform
-  float levelFade;          // of the loudest level of late, per update
+  float levelFade;          // decay of the loudest recent level, per update
   int32_t transformsPerUpdate;
   int32_t lateLag;             // transforms after which power counts as late reverberation
   int32_t onsetLag;            // transforms before which power is taken off as the sound before

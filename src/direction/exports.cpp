@@ -91,7 +91,7 @@ uint32_t VekDir_Pause(VekDirHandle handle, int32_t on) {
 uint32_t VekDir_GetMap(VekDirHandle handle, float map[VEK_DIR_MAP_DEGREES]) {
   if (handle == nullptr || map == nullptr) return VEK_DIR_ERR_NULL_HANDLE;
   std::copy(handle->map, handle->map + handle->tracker.degrees, map);
-  // A line sees its other side in the mirror.
+  // For a line both sides are the same: mirror the degrees beyond 180.
   for (int32_t d = handle->tracker.degrees; d < kCircleDegrees; ++d) {
     map[d] = handle->map[kCircleDegrees - d];
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The record of one direction finder: everything it remembers, inside the caller's buffer.
+// The record of one direction finder: all of its state, inside the caller's buffer.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ struct VekDirInstance {
   // From VekDir_SetConfig and VekDir_Pause.
   vekbf::direction::Sector sector;
   int32_t holdUpdates;
-  float focus;  // least level, as a share of the loudest of late
+  float focus;  // least level, as a share of `loudest`
   bool paused;
 
   // Time.
@@ -35,7 +35,7 @@ struct VekDirInstance {
   uint32_t age;        // blocks since evidence last agreed
   bool heard;          // whether the last update counted
 
-  float loudest;  // level of late, fading
+  float loudest;  // loudest recent level, decaying
   vekbf::direction::Evidence evidence;
   vekbf::direction::Tracker tracker;
   float map[vekbf::direction::kCircleDegrees];

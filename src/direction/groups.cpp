@@ -9,7 +9,7 @@ namespace vekbf::direction {
 
 namespace {
 
-constexpr double kLeastDistance = 0.001;   // metres; what is nearer has no phase worth comparing
+constexpr double kLeastDistance = 0.001;   // metres; nearer pairs see hardly any phase difference
 constexpr double kSameDistance = 0.00001;  // metres
 constexpr double kSqrt2 = 1.4142135623730951;
 

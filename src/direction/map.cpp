@@ -76,7 +76,7 @@ void draw_line(float* map, const Harmonics& coefficients) {
     (even + odd).store(map + d);
     (even - odd).store(mirrored + d);
   }
-  // (Whole lanes went a little beyond the quarter; this puts it right.)
+  // The loop writes whole lanes, a little beyond the quarter; this overwrites the excess.
   for (int d = 0; d < 90; ++d) map[180 - d] = mirrored[d];
 }
 
@@ -97,7 +97,7 @@ void draw_square(float* map, const Harmonics (&groups)[kMaxAccumulators]) {
     (evenMirrored + (sineOdd - cosineOdd)).store(second + d);
     (evenMirrored + (cosineOdd - sineOdd)).store(fourth + d);
   }
-  // Whole lanes went a little beyond the quarters; this puts it right.
+  // The loop writes whole lanes, a little beyond the quarters; this overwrites the excess.
   for (int d = 1; d <= 90; ++d) {
     map[180 - d] = second[d];
     map[360 - d] = fourth[d];

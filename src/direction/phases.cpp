@@ -13,7 +13,7 @@ namespace {
 
 using Values = float[kMaxBinsUsed];  // of the bins that count, in their order
 
-constexpr float kLeastPower = 0x1p-10f;  // of a microphone that has a phase
+constexpr float kLeastPower = 0x1p-10f;  // of a microphone, below which it has no phase
 constexpr float kLeastRest = 0x1p-20f;   // squared, of a mean without late reverberation
 constexpr float kLateShare = 2.0f;       // of the estimate, taken off
 constexpr float kGrain = 192.0f;         // adding and taking it away leaves a multiple of 2^-16

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // One block through the finder. At every second block the frames are transformed and the phases of
-// the bins that count are gathered; at the first block after some transforms the map is drawn and
-// followed. No block does both, which bounds the dearest one.
+// the bins that count are gathered; at the first block after some transforms the map is computed
+// and the tracker updated. No block does both, which bounds the most expensive one.
 #include "direction/run_block.h"
 
 #include "base/framing.h"
@@ -28,7 +28,8 @@ void gather(Finder& finder) {
                 finder.constants.firstBin);
 }
 
-// Whether there is enough evidence, loud enough beside the loudest of late, which fades.
+// True if there is enough evidence and its level is within `focus` of the loudest recent level,
+// which decays.
 bool is_loud_enough(Finder& finder) {
   const Evidence& evidence = finder.evidence;
   finder.loudest = finder.loudest * finder.constants.levelFade;
@@ -38,7 +39,7 @@ bool is_loud_enough(Finder& finder) {
   return !(evidence.level < finder.loudest * finder.focus);
 }
 
-// Returns whether the evidence counted.
+// Returns true if the evidence counted.
 bool update(Finder& finder) {
   if (!is_loud_enough(finder)) return false;
   if (finder.line) {

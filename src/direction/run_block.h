@@ -8,10 +8,10 @@
 
 namespace vekbf::direction {
 
-// Takes one block of interleaved samples and tells what is known after it.
+// Takes one block of interleaved samples and returns what is known after it.
 VekDirState run_block(Finder& finder, const int16_t* in);
 
-// What has been gathered since the last update counts for nothing.
+// Discards the evidence gathered since the last update.
 void drop_evidence(Finder& finder);
 
 }  // namespace vekbf::direction

@@ -110,7 +110,7 @@ void mcra2_run(Mcra2State* state, const float* power) {
     log_line(Severity::kError, "mcra2_run", "Mcra handle is NULL");
     return;
   }
-  // Without bins nothing is read: the frame counts.
+  // Without bins nothing is read, but the frame is counted.
   if (power == nullptr && state->binCount > 0) return;
   if (state->frameCount == 1) {
     seed(*state, power);

@@ -17,7 +17,7 @@ constexpr size_t kFirstTurns = 64;
 
 bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-// Cuts the next word off the head of `rest`; an empty one when there is none.
+// Removes the next word from the front of `rest` and returns it; empty if there is none.
 Text next_word(Text& rest) {
   while (rest.size > 0 && is_space(rest.begin[0])) rest = without_first(rest, 1);
   size_t end = 0;

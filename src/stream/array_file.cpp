@@ -21,7 +21,7 @@ bool ends_with_suffix(Text text) {
 
 bool is_path(Text text) { return find(text, '/') < text.size || ends_with_suffix(text); }
 
-// To be released with free; null if memory is out.
+// To be released with free; null if out of memory.
 char* installed_path(Text name, const char* folder) {
   const size_t size = std::strlen(folder) + 1 + name.size + std::strlen(kSuffix) + 1;
   char* path = static_cast<char*>(malloc(size));

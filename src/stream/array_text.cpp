@@ -11,7 +11,7 @@ constexpr double kLongest = 100.0;  // metres
 
 constexpr const char* kGeometryWords[] = {"linear", "triangle", "rectangle", "circular"};
 
-// Metres; 0 for what is no length.
+// A length in metres; 0 if the text is not a length.
 double parse_length(Text text) {
   constexpr struct {
     const char* name;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The array as a person writes it.
+// Arrays, positions and geometries as text.
 #pragma once
 
 #include "stream/text.h"
@@ -8,10 +8,10 @@
 
 namespace vekbf::stream {
 
-// "line:4:35mm", "square:64mm". False for what is no shape.
+// "line:4:35mm", "square:64mm". False if the text is not a shape.
 bool parse_shape(Text text, Values& values);
 
-// "0.05,0" in metres, spaces around the numbers allowed. False for what is no position.
+// "0.05,0" in metres, spaces around the numbers allowed. False if the text is not a position.
 bool parse_position(Text text, float position[2]);
 
 // "linear", "triangle", "rectangle" or "circular".

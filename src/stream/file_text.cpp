@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kFirstSize = 4096;
 
-// Reads until the end or one byte more than `largest`. Zero, or the error's number.
+// Reads until the end or one byte more than `largest`. Returns 0, or the value of errno.
 int read_all(std::FILE* source, size_t largest, FileText& file) {
   size_t room = 0;
   for (;;) {

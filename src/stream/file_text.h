@@ -16,8 +16,8 @@ struct FileText {
 // `largest` bytes, or no memory.
 bool read_whole(const char* path, size_t largest, FileText& file, Message& message);
 
-// Cuts the next line off the head of `rest`, without its end (\n or \r\n). False when nothing is
-// left.
+// Removes the next line from the front of `rest`; `line` is it without \n or \r\n. False when
+// nothing is left.
 bool next_line(Text& rest, Text& line);
 
 }  // namespace vekbf::stream

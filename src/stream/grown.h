@@ -7,7 +7,7 @@
 
 namespace vekbf::stream {
 
-// A larger copy of a block, which is released. Null if memory is out; the block is then as it was.
+// Copies a block into a larger one and releases it. Null if out of memory; the block then stays.
 template <class Element>
 Element* grown(Element* block, size_t used, size_t room) {
   auto* larger = static_cast<Element*>(malloc(room * sizeof(Element)));

@@ -224,7 +224,7 @@ const Setting kSettings[kKeyCount] = {
        return in_range(value, 1, INT32_MAX, values.soundSpeed);
      }},
     {{"force", "yes|no", "no",
-      "Take a rectangle or a circle all the same, for which the library has no steering"},
+      "Accept a rectangle or a circle, for which the library has no steering"},
      "yes or no",
      [](Text value, Values& values, Message&) { return parse_switch(value, values.force); }},
     {{"channels", "N,...", nullptr,
@@ -253,7 +253,7 @@ const Setting kSettings[kKeyCount] = {
      "a file of lines SECONDS DEGREES",
      take_angle_track},
     {{"angle-start", "DEGREES", nullptr,
-      "With angle auto: the direction until a talker was heard; else the middle of the sector, or "
+      "With angle auto: the direction until a talker is heard; else the middle of the sector, or "
       "90"},
      "a whole number of degrees, such as 60",
      take_angle_start},
@@ -262,13 +262,13 @@ const Setting kSettings[kKeyCount] = {
      "two whole numbers of degrees from -360 to 360, such as 30,150",
      take_sector},
     {{"hold", "SECONDS", "0.13",
-      "With angle auto: sound that a talker elsewhere needs to be followed, 0 to 10"},
+      "With angle auto: how long a talker elsewhere must sound to be followed, 0 to 10"},
      "a number of seconds from 0 to 10",
      [](Text value, Values& values, Message&) {
        return in_range(value, 0.0, kLongestHold, values.hold);
      }},
     {{"focus", "DECIBELS", "15",
-      "With angle auto: sound so much softer than the loudest of late is not followed, 1 to 96"},
+      "With angle auto: sound softer than the recent loudest by more is not followed, 1 to 96"},
      "a whole number of decibels from 1 to 96",
      [](Text value, Values& values, Message&) {
        return in_range(value, 1, static_cast<int32_t>(VEK_DIR_MAX_FOCUS_DB), values.focus);
@@ -280,7 +280,7 @@ const Setting kSettings[kKeyCount] = {
        return in_range(value, -60.0, 60.0, values.preGain);
      }},
     {{"keep-time", "yes|no", "yes",
-      "Let time go on through digital silence, where the library would stand still"},
+      "Keep time through digital silence; without it the library drops silent blocks"},
      "yes or no",
      [](Text value, Values& values, Message&) { return parse_switch(value, values.keepTime); }},
 };
@@ -302,7 +302,7 @@ Key find_key(Text name) {
 }
 
 void refuse_key(Text name, Message& message) {
-  message.quote(name) << " is no setting: there are ";
+  message.quote(name) << " is not a setting: there are ";
   for (int key = 0; key < kKeyCount; key++) {
     message << (key == 0 ? "" : ", ") << kSettings[key].key.name;
   }

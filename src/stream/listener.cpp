@@ -14,7 +14,7 @@ void PublishedState::publish(const VekDirState& state) {
   uint32_t words[4];
   std::memcpy(words, &state, sizeof words);
   Slot& slot = slots_[next % kSlots];
-  // Whoever reads a word of this state sees that the ones before were finished.
+  // A thread that reads a word of this state also sees that the states before it are complete.
   std::atomic_thread_fence(std::memory_order_release);
   for (int i = 0; i < 4; i++) slot.words[i].store(words[i], std::memory_order_relaxed);
   newest_.store(next, std::memory_order_release);
@@ -28,7 +28,7 @@ VekDirState PublishedState::read() const {
       words[i] = slots_[newest % kSlots].words[i].load(std::memory_order_relaxed);
     }
     std::atomic_thread_fence(std::memory_order_acquire);
-    // The writer may by now be at work on the slot behind its newest one.
+    // The writer may already be writing the slot after its newest one.
     if (newest_.load(std::memory_order_relaxed) - newest >= kSlots - 1) continue;
     VekDirState state;
     std::memcpy(&state, words, sizeof state);

@@ -10,9 +10,9 @@
 
 namespace vekbf::stream {
 
-// States of one writer that any number of threads read whole, without a lock and without holding
-// the writer up: the writer goes round a ring, and a reader takes the state that was finished last.
-// A reader that is held up for a whole round sees that and reads again.
+// A state that one thread writes and any number of threads read, without a lock. The writer fills
+// the slots of a ring in turn; a reader copies the slot that was completed last. If the writer has
+// come round the ring meanwhile, the reader notices and reads again.
 class PublishedState {
  public:
   void publish(const VekDirState& state);
@@ -26,7 +26,7 @@ class PublishedState {
     std::atomic<uint32_t> words[4];
   };
   Slot slots_[kSlots];
-  std::atomic<uint32_t> newest_;  // counts for ever
+  std::atomic<uint32_t> newest_;  // number of states published, modulo 2^32
 };
 
 inline constexpr VekDirState kNothingHeard = {-1, 0, 0.0f, 0};
@@ -42,16 +42,16 @@ struct Listener {
   PublishedState state;
 };
 
-// Takes the memory of the finder. False if memory is out.
+// Takes the memory of the finder. False if out of memory.
 bool open_listener(Listener& listener);
 void close_listener(Listener& listener);
 inline bool is_open(const Listener& listener) { return listener.buffer != nullptr; }
 
 // Begins a new signal.
 void start_listener(Listener& listener, const VekBfInit& array);
-// Listens to one block.
+// Passes one block to the finder.
 void listen(Listener& listener, const int16_t* block);
-// The angle that the block after that has.
+// The angle of the next block.
 int32_t found_angle(const Listener& listener);
 
 }  // namespace vekbf::stream

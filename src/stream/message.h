@@ -8,9 +8,9 @@
 
 namespace vekbf::stream {
 
-inline constexpr const char* kNoMemory = "memory is out";
+inline constexpr const char* kNoMemory = "out of memory";
 
-// One line for a person, in UTF-8 and without control characters, whatever is put into it.
+// A message of one line: valid UTF-8 without control characters, whatever text is put into it.
 class Message {
  public:
   void clear() { size_ = 0; }

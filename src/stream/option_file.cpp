@@ -24,7 +24,7 @@ bool is_comment(Text text) {
 
 bool is_quote(char c) { return c == '"' || c == '\''; }
 
-// The text between quotes at the head of `rest`, which is cut off. False if there is none.
+// Removes a quoted text from the front of `rest`. False if there is none.
 bool cut_quoted(Text& rest, Text& inside) {
   if (rest.size == 0 || !is_quote(rest.begin[0])) return false;
   const Text behind = without_first(rest, 1);

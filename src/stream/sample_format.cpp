@@ -11,8 +11,8 @@ namespace {
 
 constexpr double kFullScale = 32768.0;
 
-// 1.5 x 2^52: the sum of this and a number below 2^51 has no fraction left, so that the addition
-// rounds it to nearest, ties to even.
+// 1.5 x 2^52: a double of this size has no fraction bits, so adding it to a number below 2^51
+// rounds that number to nearest, ties to even.
 constexpr double kRounder = 6755399441055744.0;
 
 int16_t to_16_bits(Conversion& conversion, double value) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Between the host's samples and the library's 16 bits.
+// Conversion between the host's sample formats and the library's 16 bits.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct Conversion {
 // 32768 times a gain in decibels.
 double scale_of(double decibels);
 
-// Bytes of one sample; 0 for what is no format.
+// Bytes of one sample; 0 if the number is not a format.
 size_t sample_size(int32_t format);
 
 // `frames` samples from frame `first` of a channel on, into every `mics`th place of `out`. A null

@@ -83,7 +83,7 @@ void Changes::take() {
   release(settings_.values);
   settings_.values = values_;
   std::memcpy(settings_.setIn, setIn_, sizeof setIn_);
-  ready_ = false;  // nothing to release any more
+  ready_ = false;  // the strings now belong to the settings
 }
 
 bool check_array(const Values& values, Message& message) {
@@ -98,7 +98,7 @@ bool check_array(const Values& values, Message& message) {
     message << "geometry is linear or triangle, not '" << geometry_word(geometry)
             << "': the library has no steering for a rectangle or a circle and would give "
                "silence; use triangle for microphones at 0, 90, 180 and 270 degrees on a circle, "
-               "or linear for those of one side; force takes it all the same";
+               "or linear for those of one side; force accepts it anyway";
     return false;
   }
   return true;
@@ -185,7 +185,7 @@ bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message&
         << " has " << int64_t{values.micCount}
         << (values.micCount == 1 ? " microphone" : " microphones") << ", the sound "
         << int64_t{channels} << (channels == 1 ? " channel" : " channels")
-        << ": they are as many, or channels says which ones to take";
+        << ": describe every microphone, or name the channels to take with channels";
     return false;
   }
   return true;

@@ -17,7 +17,7 @@ using namespace vekbf::stream;
 namespace {
 
 constexpr size_t kLongestFile = size_t{1} << 16;  // bytes
-constexpr const char* kNoSettings = "there are no settings: memory is out";
+constexpr const char* kNoSettings = "there are no settings: out of memory";
 
 const char* line_after(VekStreamSettings& settings, bool done) {
   return done ? nullptr : settings.message.line();
@@ -72,7 +72,7 @@ bool read_file(VekStreamSettings& settings, const char* path, VekStreamOther* ot
 
 }  // namespace
 
-// Everything else is hidden by a compiler flag.
+// -fvisibility=hidden hides all other symbols.
 #pragma GCC visibility push(default)
 
 VekStreamSettings* VekStream_NewSettings(void) {

@@ -51,7 +51,7 @@ void run_block(VekStream& stream) {
 void run_signal_block(VekStream& stream) {
   if (is_zero_block(stream.in)) {
     stream.counts.zeroBlocks++;
-    // An odd square among even ones, so that the sum is no longer 0.
+    // Changes one square by an odd number, so that the sum of squares is no longer 0 modulo 2^32.
     if (stream.keepTime) stream.in[0] = static_cast<int16_t>(stream.in[0] ^ 1);
   }
   // What is found steers the next block: the angle of this one was chosen with its first frame.
@@ -59,8 +59,8 @@ void run_signal_block(VekStream& stream) {
   run_block(stream);
 }
 
-// One more block behind the end of the signal: what was begun, filled up with silence, then blocks
-// of silence with a single 1 in them, because the library drops blocks of nothing but zeros.
+// One more block after the end of the signal: first the block that was begun, padded with zeros;
+// then blocks of zeros with a single 1, because the library drops blocks that are all zeros.
 void run_tail_block(VekStream& stream) {
   const size_t begun = stream.inFrames * mic_count(stream);
   std::memset(stream.in + begun, 0, sizeof stream.in - begun * sizeof stream.in[0]);
@@ -100,7 +100,7 @@ bool start(VekStream& stream) {
   choose_angle(stream);
 
   stream.beam = VekBf_Init(stream.workBuffer, &stream.array);
-  // The settings have been checked: what may be missing is memory, of which the code does not tell.
+  // The settings have been checked, so only memory can be missing; the code does not report that.
   const bool accepted = VekBf_SetConfig(stream.beam, &stream.config) == VEK_BF_OK;
   if (accepted && has_states(*stream.beam)) return true;
   stop(stream);
@@ -131,7 +131,7 @@ size_t write(VekStream& stream, const Source& source, size_t first, size_t frame
   size_t taken = 0;
   while (taken < frames) {
     size_t part = std::min(frames - taken, kBlock - stream.inFrames);
-    // A block that cannot be run must not become full.
+    // A full block is run at once. While the ring has no room, one frame is left to be filled.
     if (!has_room(stream)) part = std::min(part, kBlock - 1 - stream.inFrames);
     if (part == 0) break;
     if (stream.inFrames == 0) begin_block(stream);
@@ -170,8 +170,8 @@ size_t read(VekStream& stream, int32_t format, void* out, ptrdiff_t stride, size
 void process(VekStream& stream, const Source& source, void* out, ptrdiff_t outStride,
              size_t frames) {
   for (size_t done = 0; done < frames;) {
-    // Short enough for the ring, in which at most 127 samples wait before. Frames are read before
-    // samples are written, so that both may be in the same memory.
+    // Slices of a block fit the ring, which holds at most 127 samples here. Each slice is read
+    // before its samples are written, so `out` may be the same memory as the source.
     const size_t slice = std::min(frames - done, kBlock);
     const size_t silent = std::min(slice, stream.silence);
     write(stream, source, done, slice);

@@ -39,12 +39,11 @@ struct VekStream {
   VekBfConfig config;
   int32_t channels;                 // of the host's frames
   int32_t picks[vekbf::kMaxMics];   // channel of each microphone, from 0
-  int32_t firstAngle;               // degrees; of a stream that looks for none
+  int32_t firstAngle;               // degrees; used unless the finder steers
   vekbf::stream::AngleTrack track;  // owned
   bool keepTime;
 
-  // Set by any thread. `steered` is written behind `steeredAngle`, falls back to 0
-  // when the settings are to steer again.
+  // Set by any thread. `steered` is written after `steeredAngle`; 0 means that the settings steer.
   std::atomic<int32_t> steeredAngle;
   std::atomic<int32_t> steered;
   std::atomic<int32_t> angle;  // of the block that was begun last
@@ -65,7 +64,7 @@ struct VekStream {
   size_t ringBegin;
   size_t ringCount;
   size_t lag;          // samples still to be dropped before the first one; whole blocks
-  size_t silence;      // samples that a constant delay still owes before the first one
+  size_t silence;      // zeros still to be given before the first sample (constant delay)
   uint64_t unread;     // frames taken whose samples have not been read
   int16_t lastSample;  // that was read
   VekStreamCounts counts;
@@ -75,7 +74,7 @@ struct VekStream {
 
 namespace vekbf::stream {
 
-// Makes the beamformer and clears all signal history. False if memory is out.
+// Makes the beamformer and clears all signal history. False if out of memory.
 bool start(VekStream& stream);
 // Releases the beamformer.
 void stop(VekStream& stream);

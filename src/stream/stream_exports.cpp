@@ -52,7 +52,7 @@ Source interleaved_source(const VekStream& stream, int32_t format, const void* s
   return source;
 }
 
-// True where the stream has this way of time, or takes it now.
+// True if the stream works in this way of time; the first call decides which one that is.
 bool takes(VekStream& stream, Timing timing) {
   if (stream.timing == Timing::kUndecided) stream.timing = timing;
   return stream.timing == timing;
@@ -75,17 +75,17 @@ void process_frames(VekStream* stream, const Source& source, void* out, ptrdiff_
 
 }  // namespace
 
-// Everything else is hidden by a compiler flag.
+// -fvisibility=hidden hides all other symbols.
 #pragma GCC visibility push(default)
 
 const char* VekStream_Open(VekStreamSettings* settings, uint32_t sampleRate, int32_t channels,
                            VekStream** stream) {
   if (stream == nullptr) return "a stream is written to a pointer, which is null";
   *stream = nullptr;
-  if (settings == nullptr) return "there are no settings: memory is out";
+  if (settings == nullptr) return "there are no settings: out of memory";
   Message& message = settings->message;
   message.clear();
-  // 0 stands for what is not known yet, and is unknown no longer.
+  // The settings take 0 for "not known yet"; here both are known.
   if (sampleRate == 0 || channels == 0) {
     message << (sampleRate == 0 ? "the sample rate is 8000 to 48000 Hz, not 0"
                                 : "the sound has 1 to 64 channels, not 0");

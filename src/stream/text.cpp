@@ -13,7 +13,7 @@ namespace vekbf::stream {
 
 namespace {
 
-constexpr size_t kLongestNumber = 100;  // bytes; a longer one is no number that a person wrote
+constexpr size_t kLongestNumber = 100;  // bytes; longer texts are not numbers
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 bool is_blank(char c) { return c == ' ' || c == '\t'; }

@@ -8,7 +8,7 @@
 
 namespace vekbf::stream {
 
-// Bytes of someone else, not ended by a zero.
+// A view of bytes, not terminated by a zero.
 struct Text {
   const char* begin;
   size_t size;
@@ -24,7 +24,7 @@ Text trimmed(Text text);
 // Position of the first `wanted`, or text.size.
 size_t find(Text text, char wanted);
 
-// Cuts the part in front of the next `separator` off the head of `rest`. False when nothing is
+// Removes the part before the next `separator` from the front of `rest`. False when nothing is
 // left; "a,,b" has three parts, "" none.
 struct Parts {
   Text rest;
@@ -42,7 +42,7 @@ bool parse_number(Text text, int32_t& value);
 // The decimal number at the head of the text: how many bytes it has, 0 if there is none.
 size_t number_length(Text text);
 
-// A copy ended by a zero, to be released with free; NULL if memory is out.
+// A copy ended by a zero, to be released with free; NULL if out of memory.
 char* copy_text(Text text);
 
 }  // namespace vekbf::stream

@@ -73,7 +73,7 @@ struct Values {
 
 // Every key at its default.
 Values default_values();
-// False if memory is out; `to` then needs no release.
+// False if out of memory; `to` then needs no release.
 bool copy_values(const Values& from, Values& to);
 void release(Values& values);
 

@@ -21,7 +21,7 @@ int failures_of(bool forGood, const std::function<std::string()>& operation) {
     const std::string fault = operation();
     const bool failed = heap.allocations >= k;
     heap.failing = 0;
-    EXPECT_EQ(fault.find("memory is out") != std::string::npos, failed) << fault;
+    EXPECT_EQ(fault.find("out of memory") != std::string::npos, failed) << fault;
     EXPECT_EQ(heap.live, 0) << "blocks were leaked, or released twice";
     if (!failed) return k - 1;
   }
@@ -73,7 +73,7 @@ TEST_P(StreamMemory, OfSettings) {
   EXPECT_EQ(failures_of(GetParam(),
                         [] {
                           const Settings settings(VekStream_NewSettings());
-                          return settings == nullptr ? "memory is out" : "";
+                          return settings == nullptr ? "out of memory" : "";
                         }),
             1);
   const Settings settings =
@@ -82,7 +82,7 @@ TEST_P(StreamMemory, OfSettings) {
   EXPECT_EQ(failures_of(GetParam(),
                         [&] {
                           const Settings copy(VekStream_CopySettings(settings.get()));
-                          return copy == nullptr ? "memory is out" : "";
+                          return copy == nullptr ? "out of memory" : "";
                         }),
             5);
 }

@@ -119,7 +119,7 @@ test('faults say in one line what would be right', async () => {
   for (const [bad, word] of [
     [{}, /^array is missing/], [{ array: 'line:9:1m' }, /^array is line:N:SPACING/],
     [{ ...settings, angle: 'north \u{1f600}\ud800' }, /^angle is a whole number.*north/],
-    [{ ...settings, nonsense: 1 }, /^'nonsense' is no setting/], [{ ...settings, angle: '6\0' }, /zero character/],
+    [{ ...settings, nonsense: 1 }, /^'nonsense' is not a setting/], [{ ...settings, angle: '6\0' }, /zero character/],
     [{ ...settings, 'angle-track': '/etc/hostname' }, /^angle-track/],
   ]) {
     await assert.rejects(Beam.open(module, bad, 16000, 4), (fault) => {

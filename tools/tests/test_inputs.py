@@ -223,7 +223,7 @@ class ConfigTest(InputsTest):
             self.config.write_text(text)
             self.refuse(2, [self.input, self.output, *LINE, "--config", self.config], f"desk.ini:1: {text.split()[0]} is ")
         self.config.write_text("config = x\n")
-        self.refuse(2, [self.input, self.output, *LINE, "--config", self.config], "desk.ini:1: 'config' is no option")
+        self.refuse(2, [self.input, self.output, *LINE, "--config", self.config], "desk.ini:1: 'config' is not an option")
 
     def test_bad_files(self):
         for text in ("colour = red\n", "angle = east\n", "angle\n", "", "[other]\nangle = 20\n", "intensity = 11\n"):

@@ -80,7 +80,7 @@ CLI::App* add_command(CLI::App& app, const Command& command, Given& given) {
 // The array is described once on a command line; over a file of options it wins as a whole.
 void check_exclusions(const Given& given) {
   if (!given.of("array").empty() && !given.of("mic").empty()) {
-    throw UsageError("--array says it all: leave --mic out");
+    throw UsageError("--array gives all positions: leave --mic out");
   }
 }
 
@@ -107,7 +107,7 @@ void take_option(const Option& option, const std::string& value, Settings& setti
     try {
       settings.set(option.name, value);
     } catch (const UsageError& fault) {
-      // A file that is wrong is no wrong command line.
+      // A fault inside the named file is a failed run, not a wrong command line.
       if (option.values == "FILE") throw RunError(std::string("--") + fault.what());
       refuse(fault.what());
     }

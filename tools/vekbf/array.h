@@ -24,7 +24,7 @@ std::vector<Position> given_positions(const VekBfInit& array);
 // as one that lies on it. Without steering they stay where they are.
 std::vector<Position> library_positions(const VekBfInit& array);
 
-// Closer than anybody places a microphone.
+// Difference below which two positions count as the same.
 bool same_place(const Position& a, const Position& b);
 
 std::string shown(const Position& position);

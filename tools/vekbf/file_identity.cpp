@@ -39,7 +39,7 @@ Place place_of(const std::string& path) {
 }  // namespace
 
 std::string without_links(const std::string& path) {
-  constexpr int kMostLinks = 40;  // as the system follows; more are a circle
+  constexpr int kMostLinks = 40;  // the kernel's own limit; more are taken for a loop
   fs::path end = path;
   std::error_code error;
   for (int links = 0; fs::is_symlink(fs::symlink_status(end, error)); links++) {

@@ -6,8 +6,8 @@
 
 namespace vekbf_tool {
 
-// Where a file written as `path` comes to lie: at the end of the symbolic links that begin there,
-// also where the last of them points at nothing yet. Throws RunError.
+// The file that writing to `path` would create or replace: symbolic links are followed, also if the
+// last one points at nothing yet. Throws RunError.
 std::string without_links(const std::string& path);
 
 // Refuses to write over what is read (compared by device and inode, so under any name; "-" is

@@ -66,7 +66,7 @@ std::vector<double> leads(const VekBfInit& array, int degrees, const std::vector
 }
 
 std::string arrival(double seconds) {
-  // To a tenth of a nanosecond; what is left of cos 90 degrees is nobody's delay.
+  // Rounded to a tenth of a nanosecond, so that the cosine of 90 degrees gives 0.
   const double micros = std::round(seconds * 1e10) / 1e4;
   if (micros == 0) return "with the reference";
   return plain_number(std::fabs(micros)) + " us " + (micros > 0 ? "earlier" : "later");

@@ -7,7 +7,7 @@
 
 namespace vekbf_tool {
 
-// The plan of an array and what the library makes of it, for reading; lines of at most 80 columns.
+// The plan of an array and how the library reads its coordinates, as text of at most 80 columns.
 std::string describe_geometry(const VekBfInit& array, int angle);
 
 }  // namespace vekbf_tool

@@ -15,10 +15,9 @@ namespace vekbf_tool {
 
 namespace {
 
-// Global, as a signal handler can reach nothing else.
+// Global: a signal handler has no other access.
 std::atomic<bool> stopped = false;
-// A signal that comes between the look at `stopped` and the wait would be missed; a byte in a pipe
-// is not.
+// A signal between the test of `stopped` and the wait would be missed; a byte in a pipe is not.
 std::array<int, 2> wake = {-1, -1};
 
 void note_signal(int) {
@@ -29,7 +28,7 @@ void note_signal(int) {
 void watch(int number) {
   struct sigaction action {};
   sigaction(number, nullptr, &action);
-  // Whoever started the tool with the signal ignored wants it to stay so.
+  // A signal that was ignored when the tool was started stays ignored.
   if (action.sa_handler == SIG_IGN) return;
   action = {};
   action.sa_handler = note_signal;
@@ -57,7 +56,7 @@ bool interrupted() { return stopped; }
 
 bool wait_readable(int descriptor) { return !stopped && wait_for(descriptor, POLLIN) && !stopped; }
 
-// What can go out at once still does when a signal has come.
+// After a signal, what can be written at once is still written.
 bool wait_writable(int descriptor) { return wait_for(descriptor, POLLOUT); }
 
 }  // namespace vekbf_tool

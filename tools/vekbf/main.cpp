@@ -55,7 +55,7 @@ void run_track(const Arguments& arguments) {
   track(setup);
 }
 
-// Where the beam looks: a talker who is still to be found has no direction to draw.
+// The look direction; with angle = auto there is none to draw.
 int angle_to_draw(const Settings& settings) {
   constexpr int kAhead = 90;
   if (settings.text("angle") != "auto") return static_cast<int>(settings.number("angle"));
@@ -88,7 +88,7 @@ void run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A reader that went away is a failed write with a sentence, not a silent end.
+  // Writing to a closed pipe is then an error that is reported, not a silent end of the process.
   std::signal(SIGPIPE, SIG_IGN);
   occupy_standard_descriptors();
   try {

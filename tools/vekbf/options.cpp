@@ -100,7 +100,7 @@ std::vector<Option> make_table() {
         "Draw the degrees over time into a file of SVG", "", kTrack},
        {"find-pre-gain", "yes|no", "no", "Look for a gain without wraps",
         "Where the output wraps around: try lower gains in steps of 3 dB, down to -24 dB, and name "
-        "the first without; reads the recording anew for each",
+        "the first that avoids it; reads the recording once for each",
         "What comes out of a pipe cannot be read again."},
        {"json", "yes|no", "no", "Report in a line of JSON",
         "Report each finished file in a line of JSON on standard output, or on standard error "

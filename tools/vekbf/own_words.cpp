@@ -93,7 +93,7 @@ std::string take_word(OwnWords& words, const std::string& name, const std::strin
     each.target = value;
     return value.empty() ? refusal(name, each.what, value) : "";
   }
-  return "'" + name + "' is no option";
+  return "'" + name + "' is not an option";
 }
 
 }  // namespace vekbf_tool

@@ -5,7 +5,7 @@
 
 namespace vekbf_tool {
 
-// The options that are the tool's own, not settings of a stream.
+// Options of the tool itself, which are not settings of a stream.
 struct OwnWords {
   bool join = false;
   std::string outDir;

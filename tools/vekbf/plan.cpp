@@ -54,7 +54,7 @@ Cell on_ring(double degrees, double reach) {
           kMiddle + static_cast<int>(std::lround(reach * 2 * kRingRows * std::cos(angle)))};
 }
 
-// A line hears the same from an angle and its negative. With room around it.
+// The label of a mirrored angle of a line, in parentheses, with blanks around it.
 std::string label(int degrees, bool isLine) {
   const std::string blank(1, ' ');
   if (!isLine || degrees <= 180) return blank + std::to_string(degrees) + blank;

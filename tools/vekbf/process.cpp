@@ -26,7 +26,7 @@ namespace vekbf_tool {
 
 namespace {
 
-// What came out of a pipe is gone.
+// A pipe cannot be read a second time.
 bool can_be_read_again(const InputSetup& input) {
   return std::all_of(input.files.begin(), input.files.end(), [&](const std::string& file) {
     std::error_code error;
@@ -38,7 +38,7 @@ std::string what_helps_against_wraps(const RunSetup& run, const Report& report) 
   if (!can_be_read_again(run.input) || interrupted()) return "a lower --pre-gain may help";
   if (!run.findPreGain) return "a lower --pre-gain may help: --find-pre-gain looks for it";
   if (report.preGainWithoutWraps) {
-    return "the first without, in steps of 3 dB, is --pre-gain " +
+    return "the first gain without wraps, in steps of 3 dB, is --pre-gain " +
            plain_number(*report.preGainWithoutWraps);
   }
   return run.settings.text("algorithm") == "adaptive"
@@ -71,7 +71,7 @@ void say_notes(const RunSetup& run, const Report& report) {
   }
   if (counts.clipped > 0) {
     say(run.label + "clipped " + counted(counts.clipped, "input sample") +
-        " beyond the 16-bit range; a lower --pre-gain leaves them whole");
+        " beyond the 16-bit range; a lower --pre-gain avoids that");
   }
   if (counts.wraps > 0) {
     say(run.label + "the output seems to wrap around " + counted(counts.wraps, "time") + "; " +
@@ -81,7 +81,7 @@ void say_notes(const RunSetup& run, const Report& report) {
 
 Report run_and_keep(const RunSetup& run) {
   std::unique_ptr<Source> input = open_source(run.input, run.settings);
-  // The notes on several files at a time would run into the line that shows the progress.
+  // Notes on several files at a time would mix with the progress line.
   if (run.label.empty()) input = std::make_unique<ProgressSource>(std::move(input));
   Report report;
   report.sampleRate = input->sampleRate();

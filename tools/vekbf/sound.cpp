@@ -28,8 +28,8 @@ Sound open_alone(const Open& open, const std::string& failure) {
   return file;
 }
 
-// The descriptor of something that has begun to deliver: libsndfile reads the header while it
-// opens, and the other files of a batch must not wait for whoever writes this one.
+// A descriptor from which bytes can be read. libsndfile reads the header while it opens a file,
+// under a lock; the other files of a batch must not wait there for the writer of a pipe.
 int open_when_it_delivers(const std::string& path, const std::string& failure) {
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) throw RunError(failure + ": " + std::strerror(errno));
@@ -37,7 +37,7 @@ int open_when_it_delivers(const std::string& path, const std::string& failure) {
     close(descriptor);
     throw Interruption("interrupted before anything came from '" + path + "'");
   }
-  fcntl(descriptor, F_SETFL, 0);  // from here on whoever reads may wait
+  fcntl(descriptor, F_SETFL, 0);  // from here on reads may block
   return descriptor;
 }
 

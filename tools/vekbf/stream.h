@@ -27,9 +27,9 @@ class Sink {
  public:
   virtual ~Sink() = default;
   virtual void write(const std::int16_t* samples, std::size_t count) = 0;
-  // What was written is complete. Without it a file is removed again.
+  // Completes the result. Without this call a file is removed again.
   virtual void commit() = 0;
-  // No more will come: keeps what was written, and says where.
+  // After an interruption: keeps what was written and returns where it is.
   virtual std::string finish_interrupted() = 0;
 };
 

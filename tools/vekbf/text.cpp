@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::size_t kLongest = 5000;  // more than a path may have
 
-// Bytes of the UTF-8 character at the head of `text`; 0 where there is none, or it is one that
-// commands a terminal.
+// Bytes of the UTF-8 character at the front of `text`; 0 if there is none or it is a control
+// character.
 std::size_t character(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char head = byte(0);

@@ -29,8 +29,8 @@ inline void print(const std::string& text) {
 // The text as one line of valid UTF-8 without control characters, cut where it is very long.
 std::string printable(const std::string& text);
 
-// One line on standard error, whatever the text holds: file names may contain line breaks, and
-// options files anything.
+// Prints one line on standard error. Control characters in the text are replaced: file names may
+// contain line breaks.
 void say(const std::string& text);
 
 }  // namespace vekbf_tool

@@ -29,7 +29,7 @@ void print_line(const std::string& line) {
 
 std::unique_ptr<Source> open_input(const TrackSetup& setup) {
   std::unique_ptr<Source> input = open_source(setup.input, setup.settings);
-  // The lines on a terminal would run into the one that shows the progress.
+  // Lines on a terminal would mix with the progress line.
   if (isatty(STDOUT_FILENO) != 0) return input;
   return std::make_unique<ProgressSource>(std::move(input));
 }
@@ -47,7 +47,8 @@ Settings listening(const Settings& all) {
   try {
     settings.check();
   } catch (const UsageError& fault) {
-    // What the finder does not take: the angle is none that the user gave.
+    // The finder refuses the array. The message must not speak of an angle, which the user did not
+    // give.
     const std::string text = fault.what();
     const std::size_t finder = text.find("the direction finder");
     throw UsageError(finder == std::string::npos ? text : text.substr(finder));

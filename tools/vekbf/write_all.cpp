@@ -17,8 +17,8 @@ bool write_all(int descriptor, const void* bytes, std::size_t count, const std::
   const char* next = static_cast<const char*>(bytes);
   while (count > 0) {
     if (!wait_writable(descriptor)) return false;
-    // A pipe that is ready takes this much without blocking, so that the wait is where a signal is
-    // noticed.
+    // A pipe that is ready takes this much without blocking; the tool then waits only in poll,
+    // where it notices signals.
     const ssize_t done = write(descriptor, next, std::min<std::size_t>(count, PIPE_BUF));
     if (done >= 0) {
       next += done;

@@ -85,7 +85,7 @@ class Engine {
   /** @param {number} size */
   take(size) {
     const block = this.calls.malloc(size);
-    if (block === 0) throw new BeamError('memory is out');
+    if (block === 0) throw new BeamError('out of memory');
     this.look();
     return block;
   }
