@@ -237,7 +237,7 @@ class RefusalTest(GeometryTest):
     def test_geometries_without_steering_are_refused_unless_forced(self):
         for name in ("rectangle", "circular"):
             arguments = ["--mic=0,0", "--mic=0.1,0", "--mic=0.1,0.05", "--geometry", name]
-            self.refuse(arguments, "silence", "use triangle", "force takes it")
+            self.refuse(arguments, "silence", "use triangle", "force accepts it")
             plan = self.plan(*arguments, "--force")
             self.assertIn("gives silence", " ".join(plan.text.split()))
             self.assertEqual(len(plan.of(r"\[\d\]")), 3)

@@ -53,7 +53,7 @@ class CommandLineTest(ToolTest):
 
     def test_geometries_without_steering_are_refused_with_advice(self):
         for name in ("rectangle", "circular"):
-            self.refuse_option(["--mic", "0,0", "--geometry", name], "silence", "use triangle", "force takes it")
+            self.refuse_option(["--mic", "0,0", "--geometry", name], "silence", "use triangle", "force accepts it")
 
     def test_unless_they_are_forced(self):
         write_wav(self.input, noise(2 * 1000), 2)
