@@ -119,6 +119,17 @@ class PipeWire(DaemonTest):
                 return True
         return False
 
+    def test_a_misspelt_control_is_silence_that_the_log_explains(self):
+        conf = self.configured(Angle=60)
+        conf.write_text(conf.read_text().replace('"Spacing (mm)" = 0', '"Spacng (mm)" = 80'))
+        self.environment["VEKBF_CONFIG"] = str(self.folder / "nowhere.conf")
+        self.start_daemons(conf)
+        fed, back = self.pair("true")
+        self.assertTrue(fed.any())
+        self.assertFalse(back.any())
+        self.assertRegex(self.logs(), r"control 'Spacng \(mm\)' can not be set")
+        self.assertIn("nowhere.conf: cannot be read", self.logs())
+
     def test_every_sample_and_the_turn_while_it_runs(self):
         conf = self.configured(Spacing=80, Angle=60)
         for attempt in range(TRIES):
@@ -128,6 +139,7 @@ class PipeWire(DaemonTest):
             turn = f"{TOOL} angle 120 >/dev/null"
             fed, back = self.pair(turn)
             if self.matches(fed, back):
+                self.assertNotIn("can not be set", self.logs())
                 return
             print(f"attempt {attempt + 1}: cycles were lost", file=sys.stderr)
         self.fail(f"in {TRIES} attempts not one had the twin's samples")
