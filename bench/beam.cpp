@@ -4,10 +4,11 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "reference/model.h"
 #include "support/quiet.h"
 
 namespace vekbf::bench {
+
+constexpr Engine kLibrary = {VekBf_Init, VekBf_SetConfig, VekBf_Run, VekBf_Free};
 
 VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics) {
   VekBfInit array = {};
@@ -24,35 +25,23 @@ VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics
   return array;
 }
 
-Beam::Beam(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics)
-    : side_(side), buffer_((kWorkBufferSize + 7) / 8) {
+Beam::Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics)
+    : engine_(engine), buffer_((kWorkBufferSize + 7) / 8) {
   const test::Quiet quiet;
   const VekBfInit array = bench_array(algorithm, geometry, mics);
   const VekBfConfig config = {0.5f, 5};
-  instance_ = side_ == Side::kLibrary ? VekBf_Init(buffer_.data(), &array)
-                                      : reference::init(buffer_.data(), &array);
-  const uint32_t error = side_ == Side::kLibrary ? VekBf_SetConfig(instance_, &config)
-                                                 : reference::set_config(instance_, &config);
+  instance_ = engine_.init(buffer_.data(), &array);
+  const uint32_t error = engine_.set_config(instance_, &config);
   if (error != VEK_BF_OK) {
     fprintf(stderr, "configuration failed: 0x%x\n", error);
     _exit(1);
   }
 }
 
-Beam::~Beam() {
-  if (side_ == Side::kLibrary) {
-    VekBf_Free(instance_);
-  } else {
-    reference::free_instance(instance_);
-  }
-}
+Beam::~Beam() { engine_.free(instance_); }
 
 void Beam::run(const int16_t* in, int16_t* out, int angle) {
-  if (side_ == Side::kLibrary) {
-    VekBf_Run(instance_, in, out, angle);
-  } else {
-    reference::run(instance_, in, out, angle);
-  }
+  engine_.run(instance_, in, out, angle);
 }
 
 }  // namespace vekbf::bench

@@ -9,13 +9,20 @@
 
 namespace vekbf::bench {
 
-enum class Side { kLibrary, kModel };
+// Who computes: the library of this program, another build of it, or the plain model.
+struct Engine {
+  VekBfHandle (*init)(void* buffer, const VekBfInit* array);
+  uint32_t (*set_config)(VekBfHandle handle, const VekBfConfig* config);
+  uint32_t (*run)(VekBfHandle handle, const int16_t* in, int16_t* out, int32_t angle);
+  uint32_t (*free)(VekBfHandle handle);
+};
+extern const Engine kLibrary;
 
-// A configured instance of the library or of the plain model. The lines that configuring prints are
-// kept from standard output, which belongs to the benchmark's table.
+// A configured instance. The lines that configuring prints are kept from standard output, which
+// belongs to the benchmark's table.
 class Beam {
  public:
-  Beam(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics);
+  Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics);
   ~Beam();
   Beam(const Beam&) = delete;
   Beam& operator=(const Beam&) = delete;
@@ -24,7 +31,7 @@ class Beam {
   Instance* instance() { return instance_; }
 
  private:
-  Side side_;
+  const Engine& engine_;
   std::vector<uint64_t> buffer_;
   Instance* instance_;
 };

@@ -18,7 +18,7 @@ inline constexpr int kWarmBlocks = 100;
 
 void time_blocks(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics, const char* kind) {
   const std::vector<int16_t> in = make_signal(kind, mics, kBlocks);
-  Beam beam(Side::kLibrary, algorithm, geometry, mics);
+  Beam beam(kLibrary, algorithm, geometry, mics);
   int16_t out[kHopSize];
   std::vector<double> microseconds;
   for (int b = 0; b < kBlocks; ++b) {

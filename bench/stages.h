@@ -9,8 +9,6 @@
 
 namespace vekbf::bench {
 
-// What the stages work on: an adaptive four-microphone instance of the library that has run over
-// speech in noise, and copies of its signals that a stage may spoil.
 struct Workload;
 
 struct WorkloadDeleter {
@@ -22,8 +20,7 @@ WorkloadPointer make_workload();
 
 struct Stage {
   const char* name;
-  void (*library)(Workload&);
-  void (*model)(Workload&);  // null where the plain model has no operation of its own for it
+  void (*run)(Workload&);
 };
 
 // Transforms, steering, and the parts of the adaptive frame.

@@ -6,11 +6,13 @@
 // With model/ before the name the plain model does it. With no arguments it lists the names.
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "beam.h"
+#include "model_side.h"
 #include "signals.h"
 #include "stages.h"
 
@@ -19,7 +21,7 @@ namespace {
 
 inline constexpr int kPreparedBlocks = 100;
 
-void run_blocks(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
+void run_blocks(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
                 const std::string& kind, int count) {
   // The signal's length is fixed, so that preparing it costs the same for every count.
   constexpr int kSignalBlocks = 500;
@@ -28,14 +30,14 @@ void run_blocks(Side side, VekBfAlgorithm algorithm, VekBfGeometry geometry, int
     std::exit(2);
   }
   const std::vector<int16_t> in = make_signal(kind, mics, kSignalBlocks);
-  Beam beam(side, algorithm, geometry, mics);
+  Beam beam(engine, algorithm, geometry, mics);
   int16_t out[kHopSize];
   for (int b = 0; b < kPreparedBlocks + count; ++b) {
     beam.run(&in[static_cast<size_t>(b * mics * kHopSize)], out, 60);
   }
 }
 
-bool run_named_block(Side side, const std::string& name, int count) {
+bool run_named_block(const Engine& engine, const std::string& name, int count) {
   for (const auto& [algorithm, a] :
        {std::pair{VEK_FIXED_BF, "fixed"}, {VEK_ADAPTIVE_BF, "adaptive"}}) {
     for (const auto& [geometry, g] : {std::pair{VEK_BF_UNIFORM_LINEAR_ARRAY, "linear"},
@@ -46,7 +48,7 @@ bool run_named_block(Side side, const std::string& name, int count) {
               std::string("block/") + a + "/" + g + "/" + std::to_string(mics) + "/" + kind;
           if (name.empty()) std::printf("%s\n", here.c_str());
           if (here == name) {
-            run_blocks(side, algorithm, geometry, mics, kind, count);
+            run_blocks(engine, algorithm, geometry, mics, kind, count);
             return true;
           }
         }
@@ -56,13 +58,12 @@ bool run_named_block(Side side, const std::string& name, int count) {
   return false;
 }
 
-bool run_named_stage(Side side, const std::string& name, int count) {
-  for (const Stage& stage : stages()) {
+bool run_named_stage(std::span<const Stage> all, const std::string& name, int count) {
+  for (const Stage& stage : all) {
     if (name.empty()) std::printf("%s\n", stage.name);
-    const auto run = side == Side::kLibrary ? stage.library : stage.model;
-    if (name == stage.name && run != nullptr) {
+    if (name == stage.name) {
       const WorkloadPointer workload = make_workload();
-      for (int i = 0; i < count; ++i) run(*workload);
+      for (int i = 0; i < count; ++i) stage.run(*workload);
       return true;
     }
   }
@@ -75,8 +76,8 @@ bool run_named_stage(Side side, const std::string& name, int count) {
 int main(int argc, char** argv) {
   using namespace vekbf::bench;
   if (argc == 1) {
-    run_named_stage(Side::kLibrary, "", 0);
-    run_named_block(Side::kLibrary, "", 0);
+    run_named_stage(stages(), "", 0);
+    run_named_block(kLibrary, "", 0);
     return 0;
   }
   if (argc != 3) {
@@ -88,8 +89,10 @@ int main(int argc, char** argv) {
   const std::string_view prefix = "model/";
   const bool model = given.starts_with(prefix);
   const std::string name(model ? given.substr(prefix.size()) : given);
-  const Side side = model ? Side::kModel : Side::kLibrary;
-  if (run_named_stage(side, name, count) || run_named_block(side, name, count)) return 0;
+  const Engine& engine = model ? kModel : kLibrary;
+  if (run_named_stage(model ? model_stages() : stages(), name, count) ||
+      run_named_block(engine, name, count))
+    return 0;
   std::fprintf(stderr, "no stage is called %s\n", argv[1]);
   return 2;
 }
