@@ -15,13 +15,13 @@ void delay_and_sum(Spectrum& beam, MicSpectra& saved, const MicSpectra& spectra,
     using V = decltype(lane);
     simd::Pairs<V> sum = {V::splat(0.0f), V::splat(0.0f)};
     for (int m = 0; m < mics; ++m) {
-      const auto steer = V::load_pairs(&steering[m][k]);
-      const auto bin = V::copy_pairs(&saved[m][k], &spectra[m][k]);
+      const auto steer = simd::load_bins<V>(&steering[m][k]);
+      const auto bin = simd::copy_bins<V>(&saved[m][k], &spectra[m][k]);
       // bit-exact contract: each product is scaled before it is added, unlike in the adaptive
       // frame, which scales the sum: the two round differently.
       sum = sum + V::splat(weight) * (steer * bin);
     }
-    store_pairs(&beam[k], sum);
+    simd::store_bins(&beam[k], sum);
   });
 }
 

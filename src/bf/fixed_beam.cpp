@@ -34,14 +34,14 @@ void form_fixed_beam(Spectrum& beam, BinValues& power, MicSpectra& saved, const 
     using V = decltype(lane);
     simd::Pairs<V> sum = {V::splat(0.0f), V::splat(0.0f)};
     for (int m = 0; m < mics; ++m) {
-      const auto steer = V::load_pairs(&steering[m][k]);
-      sum = sum + steer * V::copy_pairs(&saved[m][k], &spectra[m][k]);
+      const auto steer = simd::load_bins<V>(&steering[m][k]);
+      sum = sum + steer * simd::copy_bins<V>(&saved[m][k], &spectra[m][k]);
     }
     // bit-exact contract: scaled once, after the sum, unlike in the fixed frame.
     const V re = V::splat(weight) * sum.re;
     const V im = V::splat(weight) * sum.im;
-    store_pairs(&beam[k], simd::Pairs<V>{re, im});
-    power_of(re, im).store(&power[k]);
+    simd::store_bins(&beam[k], simd::Pairs<V>{re, im});
+    simd::store_beside(&power[k], power_of(re, im));
   });
 }
 

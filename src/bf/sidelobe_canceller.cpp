@@ -37,7 +37,7 @@ template <class V>
 [[gnu::noinline]] V power_by_rule(const MicSpectra& blocked, int k, int rows) {
   V power = V::splat(0.0f);
   for (int m = 0; m < rows; ++m) {
-    const auto e = V::load_pairs(&blocked[m][k]);
+    const auto e = simd::load_bins<V>(&blocked[m][k]);
     const V size = simd::magnitude(e.re, e.im);
     power = plus_product(power, size, size);
   }
@@ -60,12 +60,12 @@ template <class V>
   const int rows = input.rows;
   const V zero = V::splat(0.0f);
   for (int k = bins.from; k < bins.to; k += V::kLanes) {
-    Pairs<V> beam = V::load_pairs(&input.beam[k]);
-    const V gain = V::load(&input.presence_gain[k]);
+    Pairs<V> beam = simd::load_bins<V>(&input.beam[k]);
+    const V gain = simd::load_beside<V>(&input.presence_gain[k]);
     const auto present = greater_equal(gain, V::splat(threshold));
     Pairs<V> r = {select(present, beam.re, gain * beam.re),
                   select(present, beam.im, gain * beam.im)};
-    store_pairs(&output.reference[k], r);
+    simd::store_bins(&output.reference[k], r);
 
     const Complex* spectrum = &input.spectra[0][k];
     const Complex* block_weight = &state.block_weights[0][k];
@@ -75,12 +75,12 @@ template <class V>
     V power = zero;
     W root = W::splat(0.0);
     for (int m = 0; m < rows; ++m) {
-      Pairs<V> x = V::load_pairs(spectrum);
-      Pairs<V> w = V::load_pairs(block_weight);
+      Pairs<V> x = simd::load_bins<V>(spectrum);
+      Pairs<V> w = simd::load_bins<V>(block_weight);
       const V re = minus_product(plus_product(x.re, w.im, r.im), w.re, r.re);
       const V im = x.im - plus_product(w.im * r.re, w.re, r.im);
-      store_pairs(blocked, Pairs<V>{re, im});
-      sum = sum + V::load_pairs(cancel_weight) * Pairs<V>{re, im};
+      simd::store_bins(blocked, Pairs<V>{re, im});
+      sum = sum + simd::load_bins<V>(cancel_weight) * Pairs<V>{re, im};
       W wide_re = widen(re);
       W wide_im = widen(im);
       const V size = narrow(root);
@@ -95,9 +95,9 @@ template <class V>
     power = plus_product(power, size, size);
     if (any_nan(power)) [[unlikely]]
       power = power_by_rule<V>(output.blocked, k, rows);
-    store_pairs(&output.cancelled[k], sum);
-    power.store(&output.block_power[k]);
-    store_pairs(&output.beam[k], beam - sum);
+    simd::store_bins(&output.cancelled[k], sum);
+    simd::store_beside(&output.block_power[k], power);
+    simd::store_bins(&output.beam[k], beam - sum);
   }
 }
 
@@ -129,25 +129,25 @@ template <class V, Division kDivision>
 template <class V>
 [[gnu::always_inline]] inline void adapt_weight(Complex* weight, V step, Pairs<V> error,
                                                 Pairs<V> input) {
-  Pairs<V> old = V::load_pairs(weight);
+  Pairs<V> old = simd::load_bins<V>(weight);
   Pairs<V> gradient = times_conj(error, input);
-  store_pairs(weight, Pairs<V>{plus_product(old.re, step, gradient.re),
-                               plus_product(old.im, step, gradient.im)});
+  simd::store_bins(weight, Pairs<V>{plus_product(old.re, step, gradient.re),
+                                    plus_product(old.im, step, gradient.im)});
 }
 
 template <class V>
 [[gnu::noinline]] void adapt(int rows, const CancellerState& state, const CancellerOutput& output,
                              Stretch bins) {
   for (int k = bins.from; k < bins.to; k += V::kLanes) {
-    Pairs<V> reference = V::load_pairs(&output.reference[k]);
-    Pairs<V> beam = V::load_pairs(&output.beam[k]);
-    const V block_step = V::load(&output.block_step[k]);
-    const V cancel_step = V::load(&output.cancel_step[k]);
+    Pairs<V> reference = simd::load_bins<V>(&output.reference[k]);
+    Pairs<V> beam = simd::load_bins<V>(&output.beam[k]);
+    const V block_step = simd::load_beside<V>(&output.block_step[k]);
+    const V cancel_step = simd::load_beside<V>(&output.cancel_step[k]);
     const Complex* blocked = &output.blocked[0][k];
     Complex* block_weight = &state.block_weights[0][k];
     Complex* cancel_weight = &state.cancel_weights[0][k];
     for (int m = 0; m < rows; ++m) {
-      Pairs<V> e = V::load_pairs(blocked);
+      Pairs<V> e = simd::load_bins<V>(blocked);
       adapt_weight(block_weight, block_step, e, reference);
       adapt_weight(cancel_weight, cancel_step, beam, e);
       blocked += kBinCount;

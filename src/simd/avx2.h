@@ -39,6 +39,11 @@ struct f32x8 {
   static f32x8 splat(float x) { return {_mm256_set1_ps(x)}; }
   static Pairs<f32x8> load_pairs(const Complex* p);
   static Pairs<f32x8> copy_pairs(Complex* to, const Complex* from);
+  // The order of bins is 0 1 4 5 2 3 6 7.
+  static Pairs<f32x8> load_bins(const Complex* p);
+  static Pairs<f32x8> copy_bins(Complex* to, const Complex* from);
+  static void store_bins(Complex* p, Pairs<f32x8> c);
+  static f32x8 in_order_of_bins(f32x8 a);  // from that of memory, and back
   void store(float* p) const { _mm256_storeu_ps(p, v); }
 };
 
@@ -152,6 +157,11 @@ inline Pairs<f32x8> split_pairs(__m256 a, __m256 b) {
 inline Pairs<f32x8> f32x8::load_pairs(const Complex* p) {
   return split_pairs(load_halves(&p[0].re, &p[4].re), load_halves(&p[2].re, &p[6].re));
 }
+inline Pairs<f32x8> load_repeated_four(const Complex* p) {
+  const __m128 low = _mm_loadu_ps(&p[0].re);
+  const __m128 high = _mm_loadu_ps(&p[2].re);
+  return split_pairs(_mm256_set_m128(low, low), _mm256_set_m128(high, high));
+}
 inline Pairs<f32x8> f32x8::copy_pairs(Complex* to, const Complex* from) {
   const __m256 a = load_halves(&from[0].re, &from[4].re);
   const __m256 b = load_halves(&from[2].re, &from[6].re);
@@ -162,6 +172,24 @@ inline Pairs<f32x8> f32x8::copy_pairs(Complex* to, const Complex* from) {
 inline void store_pairs(Complex* p, Pairs<f32x8> c) {
   store_halves(&p[0].re, &p[4].re, _mm256_unpacklo_ps(c.re.v, c.im.v));
   store_halves(&p[2].re, &p[6].re, _mm256_unpackhi_ps(c.re.v, c.im.v));
+}
+
+inline Pairs<f32x8> f32x8::load_bins(const Complex* p) {
+  return split_pairs(_mm256_loadu_ps(&p[0].re), _mm256_loadu_ps(&p[4].re));
+}
+inline Pairs<f32x8> f32x8::copy_bins(Complex* to, const Complex* from) {
+  const __m256 a = _mm256_loadu_ps(&from[0].re);
+  const __m256 b = _mm256_loadu_ps(&from[4].re);
+  _mm256_storeu_ps(&to[0].re, a);
+  _mm256_storeu_ps(&to[4].re, b);
+  return split_pairs(a, b);
+}
+inline void f32x8::store_bins(Complex* p, Pairs<f32x8> c) {
+  _mm256_storeu_ps(&p[0].re, _mm256_unpacklo_ps(c.re.v, c.im.v));
+  _mm256_storeu_ps(&p[4].re, _mm256_unpackhi_ps(c.re.v, c.im.v));
+}
+inline f32x8 f32x8::in_order_of_bins(f32x8 a) {
+  return {_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(a.v), _MM_SHUFFLE(3, 1, 2, 0)))};
 }
 
 inline void add_truncated(int16_t* acc, f32x8 v) {

@@ -14,6 +14,7 @@
 //   any(mask), any_nan(v)                             true for one lane or more
 //   V::load_pairs(p), store_pairs(p, c)               complex values, split into re and im
 //   V::copy_pairs(to, from)                           copies, and returns what was copied
+//   V::load_bins, V::copy_bins, V::store_bins, V::in_order_of_bins(v)    optional: see below
 //   load_columns(base, offsets, a, b, c, d)           lane i: four floats at base + offsets[i]
 //   reciprocal_two_step(d), reciprocal_estimate(d)    see base/reciprocal.h
 //   add_truncated(sums, v)                            int16 sums[i] += saturated v[i], wraps
@@ -37,6 +38,8 @@
 // Local variables of doubles, of pairs and of records of them are not const on purpose: gcc 12 does
 // not take a constant record apart, and leaves it in memory.
 #pragma once
+
+#include <type_traits>
 
 #include "base/complex.h"
 #include "base/target.h"
@@ -79,9 +82,55 @@ using Widest = f32x4;
 // The first kBlock values, repeated to fill all lanes.
 template <class V, int kBlock>
 [[gnu::always_inline]] inline Pairs<V> load_repeated(const Complex* p) {
+#if defined(VEKBF_TARGET_AVX2)
+  if constexpr (std::is_same_v<V, avx2::f32x8> && kBlock == 4) return avx2::load_repeated_four(p);
+#endif
   Complex values[V::kLanes];
   for (int i = 0; i < V::kLanes; ++i) values[i] = p[i % kBlock];
   return V::load_pairs(values);
+}
+
+// Bins of a spectrum and values beside them (a power, a gain), lane by lane, where no operation
+// looks at the order of the lanes: a type may take the order that costs it the fewest moves.
+template <class V>
+[[gnu::always_inline]] inline Pairs<V> load_bins(const Complex* p) {
+  if constexpr (requires { V::load_bins(p); }) {
+    return V::load_bins(p);
+  } else {
+    return V::load_pairs(p);
+  }
+}
+template <class V>
+[[gnu::always_inline]] inline Pairs<V> copy_bins(Complex* to, const Complex* from) {
+  if constexpr (requires { V::copy_bins(to, from); }) {
+    return V::copy_bins(to, from);
+  } else {
+    return V::copy_pairs(to, from);
+  }
+}
+template <class V>
+[[gnu::always_inline]] inline void store_bins(Complex* p, Pairs<V> c) {
+  if constexpr (requires { V::store_bins(p, c); }) {
+    V::store_bins(p, c);
+  } else {
+    store_pairs(p, c);
+  }
+}
+template <class V>
+[[gnu::always_inline]] inline V load_beside(const float* p) {
+  if constexpr (requires { V::in_order_of_bins(V{}); }) {
+    return V::in_order_of_bins(V::load(p));
+  } else {
+    return V::load(p);
+  }
+}
+template <class V>
+[[gnu::always_inline]] inline void store_beside(float* p, V v) {
+  if constexpr (requires { V::in_order_of_bins(v); }) {
+    V::in_order_of_bins(v).store(p);
+  } else {
+    v.store(p);
+  }
 }
 
 // Calls body(V{}, i) for each whole group of lanes, then body(f32x1{}, i) for each index that is

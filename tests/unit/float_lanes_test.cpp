@@ -286,6 +286,27 @@ TYPED_TEST(AnyLane, PairsAreSplitAndJoined) {
   }
 }
 
+TYPED_TEST(AnyLane, BinsAndWhatLiesBesideThemHaveOneOrderAndComeBack) {
+  constexpr int kLanes = TypeParam::kLanes;
+  Complex in[kLanes], copy[kLanes], out[kLanes];
+  float re[kLanes], im[kLanes], back[kLanes];
+  for (int i = 0; i < kLanes; ++i) {
+    re[i] = static_cast<float>(i);
+    im[i] = static_cast<float>(100 + i);
+    in[i] = {re[i], im[i]};
+  }
+  const auto bins = simd::load_bins<TypeParam>(in);
+  EXPECT_TRUE(same_bits(bins.re, simd::load_beside<TypeParam>(re)));
+  EXPECT_TRUE(same_bits(bins.im, simd::load_beside<TypeParam>(im)));
+  const auto copied = simd::copy_bins<TypeParam>(copy, in);
+  EXPECT_TRUE(same_spectra(copy, in, kLanes));
+  EXPECT_TRUE(same_bits(copied.re, bins.re) && same_bits(copied.im, bins.im));
+  simd::store_bins(out, bins);
+  EXPECT_TRUE(same_spectra(out, in, kLanes));
+  simd::store_beside(back, bins.im);
+  EXPECT_TRUE(same_floats(back, im, kLanes));
+}
+
 // The low 16 bits of acc + v in exact arithmetic: v truncated toward zero, saturated to 32 bits,
 // not-a-number as 0.
 int16_t added_truncated(int16_t acc, float v) {
