@@ -3,11 +3,14 @@
 """Writes the measured tables into docs/performance.md, between the markers there.
 
     write_tables.py BENCH.json ARM.txt ARM-DIRECTION.txt STRIPPED.so PAGE.md
+    write_tables.py BENCH.json      prints the times alone
 """
 
+import datetime
 import json
 import pathlib
 import platform
+import subprocess
 import sys
 
 BEGIN = "<!-- measured tables: made by scripts/bench -->"
@@ -22,41 +25,43 @@ def cpu_name():
     return platform.machine()
 
 
-def medians(path):
-    report = json.loads(pathlib.Path(path).read_text(encoding="utf-8"))
-    return {
-        run["run_name"]: run["cpu_time"]
-        for run in report["benchmarks"]
-        if run.get("aggregate_name") == "median"
-    }
+def microseconds(entry):
+    return f"{entry['ns'] / 1000:.2f}"
+
+
+def ratio(row, name):
+    return f"{row[name]['ratio']:.3f}" if name in row else ""
+
+
+def fastest(row):
+    return row.get("eight", row["four"])["ns"]
 
 
 def block_table(times, fftw):
-    rows = ["| block of 128 frames | library, µs | plain model, µs | ratio | FFTW transforms | % of a core at 16 kHz |",
-            "|---|---|---|---|---|---|"]
-    for name, time in sorted(times.items()):
-        if not name.startswith("block/library/"):
-            continue
-        what = name.removeprefix("block/library/")
-        model = times["block/model/" + what]
-        rows.append(f"| {what} | {time / 1000:.2f} | {model / 1000:.2f} | {model / time:.1f} "
-                    f"| {time / fftw:.1f} | {time / 1e4 / BLOCK_MILLISECONDS:.3f} |")
+    rows = ["| block of 128 frames | frozen build, µs | four lanes, of its time | eight lanes | plain model "
+            "| now, µs | FFTW transforms | % of a core at 16 kHz |", "|---|---|---|---|---|---|---|---|"]
+    for name, row in sorted(times.items()):
+        if name.startswith("block/"):
+            now = fastest(row)
+            rows.append(f"| {name.removeprefix('block/')} | {microseconds(row['frozen'])} | {ratio(row, 'four')} "
+                        f"| {ratio(row, 'eight')} | {row['model']['ratio']:.1f} | {now / 1000:.2f} | {now / fftw:.1f} "
+                        f"| {now / 1e4 / BLOCK_MILLISECONDS:.3f} |")
     return rows
 
 
 def stage_table(times, fftw):
-    rows = ["| stage | library, ns | plain model, ns | ratio | FFTW transforms |", "|---|---|---|---|---|"]
-    for name, time in sorted(times.items()):
-        if name.startswith("stage/library/"):
-            what = name.removeprefix("stage/library/")
-            model = times.get("stage/model/" + what)
-            beside = f"{model:.0f} | {model / time:.1f}" if model else "| "
-            rows.append(f"| {what} | {time:.0f} | {beside} | {time / fftw:.2f} |")
-    rows.append(f"| set-up (VekBf_Init to VekBf_Free) | {times['setup/library']:.0f} "
-                f"| {times['setup/model']:.0f} | {times['setup/model'] / times['setup/library']:.1f} | |")
-    rows.append(f"| FFTW3f patient, 512 points | {fftw:.0f} | | | 1 |")
-    rows.append(f"| FFTW3f patient and a window loop | {times['fftw/windowed']:.0f} | | "
-                f"| {times['fftw/windowed'] / fftw:.2f} |")
+    rows = ["| stage | frozen build, ns | four lanes, of its time | eight lanes | plain model | now, ns | FFTW transforms |",
+            "|---|---|---|---|---|---|---|"]
+    stages = {name.removeprefix("stage/"): row for name, row in sorted(times.items()) if name.startswith("stage/")}
+    stages["set-up (VekBf_Init to VekBf_Free)"] = times["setup"]
+    for name, row in stages.items():
+        model = f"{row['model']['ratio']:.1f}" if "model" in row else ""
+        now = fastest(row)
+        rows.append(f"| {name} | {row['frozen']['ns']:.0f} | {ratio(row, 'four')} | {ratio(row, 'eight')} | {model} "
+                    f"| {now:.0f} | {now / fftw:.2f} |")
+    rows.append(f"| FFTW3f patient, 512 points | | | | | {fftw:.0f} | 1 |")
+    windowed = times["fftw"]["windowed"]
+    rows.append(f"| FFTW3f patient and a window loop | | | | | {windowed['ns']:.0f} | {windowed['ratio']:.2f} |")
     return rows
 
 
@@ -77,22 +82,24 @@ def direction_table(times, path):
             "| ARM instructions, mean | dearest block |", "|---|---|---|---|---|---|"]
     for line in pathlib.Path(path).read_text(encoding="utf-8").splitlines():
         array, mean, dearest = line.split()
-        speech, bursts = (times.get(f"direction/{array}/{kind}") for kind in ("speech", "bursts"))
-        if speech is None:
+        if f"direction/{array}/speech" not in times:
             continue
+        speech, bursts = (times[f"direction/{array}/{kind}"]["library"]["ns"] for kind in ("speech", "bursts"))
         rows.append(f"| {array} | {speech / 1000:.2f} | {bursts / 1000:.2f} | {speech / 1e4 / BLOCK_MILLISECONDS:.3f} "
                     f"| {int(mean):,} | {int(dearest):,} |")
     return rows
 
 
 def main():
-    bench, arm, arm_direction, stripped, page = sys.argv[1:]
-    times = medians(bench)
-    fftw = times["fftw/bare"]
-    flags = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8")
-    lines = [BEGIN, "",
-             f"Machine: {cpu_name()}; medians of five runs in one process; FFTW3f may use "
-             f"{'AVX' if ' avx ' in flags else 'SSE2 only'}.", ""]
+    bench, *rest = sys.argv[1:]
+    times = json.loads(pathlib.Path(bench).read_text(encoding="utf-8"))
+    fftw = times["fftw"]["bare"]["ns"]
+    if not rest:
+        print("\n".join(block_table(times, fftw) + [""] + stage_table(times, fftw)))
+        return
+    arm, arm_direction, stripped, page = rest
+    compiler = subprocess.run(["c++", "--version"], check=True, capture_output=True, text=True).stdout.splitlines()[0]
+    lines = [BEGIN, "", f"Measured on {datetime.date.today()}: {cpu_name()}, {compiler}.", ""]
     lines += block_table(times, fftw) + [""] + stage_table(times, fftw) + [""] + arm_table(arm)
     lines += [""] + direction_table(times, arm_direction)
     lines += ["", f"Stripped armhf shared object, tables included: {pathlib.Path(stripped).stat().st_size:,} bytes.",
