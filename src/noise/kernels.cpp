@@ -11,7 +11,7 @@ inline namespace VEKBF_TARGET {
 extern const NoiseKernels kNoiseKernels;
 const NoiseKernels kNoiseKernels = {
     .mcra2_track = vekbf::mcra2_track,
-    .bin_likelihoods = vekbf::bin_likelihoods,
+    .bin_likelihoods = kDetectorState ? vekbf::bin_likelihoods : nullptr,
 };
 
 }  // namespace VEKBF_TARGET

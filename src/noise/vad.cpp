@@ -112,10 +112,14 @@ float vad_run(VadState* state, const float* power) {
   mcra2_run(state->mcra, power);
   const bool readable = power != nullptr || state->binCount < 1;
   if (state->mcra == nullptr || !readable) return kRefused;
-  noise_kernels().bin_likelihoods(*state, state->mcra->inputPower, state->mcra->noisePower);
-  const float probability = frame_probability(*state);
-  update_decision(*state, probability > state->threshold);
-  return probability;
+  if constexpr (kDetectorState) {
+    noise_kernels().bin_likelihoods(*state, state->mcra->inputPower, state->mcra->noisePower);
+    const float probability = frame_probability(*state);
+    update_decision(*state, probability > state->threshold);
+    return probability;
+  } else {
+    return 0.0f;
+  }
 }
 
 void vad_free(VadState* state) {

@@ -9,6 +9,19 @@
 
 #include "noise/mcra2.h"
 
+namespace vekbf {
+
+// False in a build that runs the estimator alone (VEKBF_DETECTOR_STATE=OFF): likelihood, gain,
+// probability and decision are not computed, and the fields that hold them stay as vad_init leaves
+// them. No output sample depends on them.
+#if defined(VEKBF_NO_DETECTOR_STATE)
+constexpr bool kDetectorState = false;
+#else
+constexpr bool kDetectorState = true;
+#endif
+
+}  // namespace vekbf
+
 struct VadInitParams {
   int32_t sampleRate;  // Hz
   int32_t frameLen;    // N, samples per frame
@@ -54,7 +67,8 @@ struct VadState {
 VadState* vad_init(const VadInitParams* params);
 
 // Takes one frame's power spectrum of K bins; returns the probability of speech, 0 to 1 (not a
-// number at sampling rates where the transition parameters leave 0..1), or -1 for a null state.
+// number at sampling rates where the transition parameters leave 0..1; 0 where kDetectorState is
+// false), or -1 for a null state.
 float vad_run(VadState* state, const float* power);
 
 // Releases the detector, its arrays and its estimator.

@@ -151,25 +151,27 @@ inline testing::AssertionResult same_detectors(const VadState* a, const VadState
   d.value("transRatio", a->transRatio, b->transRatio);
   d.value("transResid", a->transResid, b->transResid);
   d.value("snrSmoothing", a->snrSmoothing, b->snrSmoothing);
-  d.value("logLikelihood", a->logLikelihood, b->logLikelihood);
-  // Not defined before the first frame.
-  if (a->mcra->frameCount != 1) {
-    d.value("meanLogLikelihood", a->meanLogLikelihood, b->meanLogLikelihood);
-  }
-  d.array("scaledSnr", a->scaledSnr, b->scaledSnr, a->binCount);
-  d.array("binLogLikelihood", a->binLogLikelihood, b->binLogLikelihood, a->binCount);
-  d.array("postSnrMinusOne", a->postSnrMinusOne, b->postSnrMinusOne, a->binCount);
-  d.array("gain", a->gain, b->gain, a->binCount);
-  d.array("speechPowerRatio", a->speechPowerRatio, b->speechPowerRatio, a->binCount);
-  d.array("postSnr", a->postSnr, b->postSnr, a->binCount);
-  d.array("prioriSnr", a->prioriSnr, b->prioriSnr, a->binCount);
   d.value("threshold", a->threshold, b->threshold);
-  d.value("decision", a->decision, b->decision);
   d.value("onsetFrames", a->onsetFrames, b->onsetFrames);
   d.value("hangoverFrames", a->hangoverFrames, b->hangoverFrames);
-  d.value("hangoverCount", a->hangoverCount, b->hangoverCount);
-  d.value("onsetCount", a->onsetCount, b->onsetCount);
-  d.value("noiseState", a->noiseState, b->noiseState);
+  if (kDetectorState) {
+    d.value("logLikelihood", a->logLikelihood, b->logLikelihood);
+    // Not defined before the first frame.
+    if (a->mcra->frameCount != 1) {
+      d.value("meanLogLikelihood", a->meanLogLikelihood, b->meanLogLikelihood);
+    }
+    d.array("scaledSnr", a->scaledSnr, b->scaledSnr, a->binCount);
+    d.array("binLogLikelihood", a->binLogLikelihood, b->binLogLikelihood, a->binCount);
+    d.array("postSnrMinusOne", a->postSnrMinusOne, b->postSnrMinusOne, a->binCount);
+    d.array("gain", a->gain, b->gain, a->binCount);
+    d.array("speechPowerRatio", a->speechPowerRatio, b->speechPowerRatio, a->binCount);
+    d.array("postSnr", a->postSnr, b->postSnr, a->binCount);
+    d.array("prioriSnr", a->prioriSnr, b->prioriSnr, a->binCount);
+    d.value("decision", a->decision, b->decision);
+    d.value("hangoverCount", a->hangoverCount, b->hangoverCount);
+    d.value("onsetCount", a->onsetCount, b->onsetCount);
+    d.value("noiseState", a->noiseState, b->noiseState);
+  }
   const Mcra2State& x = *a->mcra;
   const Mcra2State& y = *b->mcra;
   d.value("mcra.frameCount", x.frameCount, y.frameCount);
