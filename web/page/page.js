@@ -97,6 +97,7 @@ function update(change) {
   }
   if (changed.some((key) => kPatterned.includes(key))) wanted.pattern = true;
   show();
+  speak();
 }
 
 /** Says whether the array and the channels of a file go together. */
@@ -364,6 +365,17 @@ function frame() {
     drawPattern();
   }
   requestAnimationFrame(frame);
+}
+
+let speech = 0;
+
+/** Tells a screen reader, once the hand is still, what the change has brought. */
+function speak() {
+  clearTimeout(speech);
+  speech = setTimeout(() => {
+    const clearer = $('gain').textContent;
+    $('spoken').textContent = `Beam at ${heardAngle(state, looks)} degrees. ${state.source === 'scene' && report ? `Talker A against the rest: ${clearer}.` : ''}`;
+  }, 1200);
 }
 
 function show() {

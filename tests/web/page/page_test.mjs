@@ -165,6 +165,19 @@ test('the beam is the tool\'s, by the page\'s own command, and through the audio
   }
 });
 
+test('at equal loudness the beam is as loud as microphone 0', async () => {
+  await open();
+  const sound = noise(4, 48000);
+  const file = wav(sound, 4, 16000);
+  const set = { shape: 'line', mics: 4, spacing: 80, algorithm: 'fixed', angle: 30, channels: '' };
+  const level = (samples) => 10 * Math.log10(samples.slice(-16000).reduce((sum, x) => sum + x * x, 0) / 16000);
+  const microphone = level(Array.from(sound.filter((_, i) => i % 4 === 0), (x) => x / 32768));
+  const plain = level(await inPage('worklet', file, set));
+  const equal = level(await inPage('worklet', file, { ...set, equal: true }));
+  assert.ok(plain < microphone - 5, `${plain} and ${microphone} dB`);
+  assert.ok(Math.abs(equal - microphone) < 0.5, `${equal} and ${microphone} dB`);
+});
+
 test('files of other samples are rounded as the tool rounds them', { skip: !existsSync(VEKBF_TOOL) && 'the tool is not built' }, async () => {
   await open();
   const values = Float32Array.from(noise(2, 4000), (x, i) => (i % 50 === 0 ? 1.5 : i % 51 === 0 ? (x + 0.5) / 32768 : x / 32768.3));
@@ -274,6 +287,7 @@ test('by keyboard alone', async () => {
   assert.equal(await state('angle'), 53);
   const [now, text] = await page.$eval('.knob.angle', (knob) => [knob.getAttribute('aria-valuenow'), knob.getAttribute('aria-valuetext')]);
   assert.deepEqual([now, text], ['53', '53 degrees']);
+  await page.waitForFunction(() => /^Beam at 53 degrees\. Talker A .* dB\.$/.test(document.getElementById('spoken').textContent), { timeout: 10000 });
   await press('End');
   await press('ArrowUp');
   assert.equal(await state('angle'), 180); // a line ends there
