@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The Dask cluster that a corpus runs on: one of our own on this machine, or somebody's by its address."""
+"""The Dask cluster that a corpus runs on: one started on this machine, or one that runs already, by its address."""
 
 import asyncio
 import concurrent.futures

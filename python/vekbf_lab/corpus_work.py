@@ -65,7 +65,7 @@ def expect_tries_left(row, parts):
 
 def open_part(path, recording):
     plain = HEADER_BYTES + SAMPLE_BYTES * recording.frames <= MOST_RIFF_BYTES
-    # A new file: nobody else has its name.
+    # A new file: no other worker uses its name.
     descriptor = os.open(path, os.O_RDWR | os.O_CREAT | os.O_EXCL | os.O_CLOEXEC, 0o666)
     kind = "WAV" if plain else "RF64"
     return soundfile.SoundFile(descriptor, "w", recording.rate, 1, "PCM_16", format=kind, closefd=True)

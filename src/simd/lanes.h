@@ -35,7 +35,7 @@
 //   narrow_small(w)                                   the same, where many results are subnormal
 //   a + b, a - b, a * b, a / b, square_root(a), W::splat(x)
 //   load_columns(base, offsets, first, second)        lane i: two doubles at base + offsets[i]
-// Local variables of doubles, of pairs and of records of them are not const on purpose: gcc 12 does
+// Local variables of doubles, of pairs and of records of them are not const: gcc 12 does
 // not take a constant record apart, and leaves it in memory.
 #pragma once
 

@@ -15,7 +15,7 @@ class PartFile {
   ~PartFile();
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
-  // For reading and writing; whoever takes it closes it.
+  // For reading and writing; the caller closes it.
   int descriptor() const { return descriptor_; }
   const std::string& path() const { return partPath_; }
   // Gives the closed file its name.
