@@ -64,7 +64,7 @@ void reset_history(VadState& state) {
 }
 
 // Smooths the frame's mean through the two-state model and returns the probability of speech.
-float frame_probability(VadState& state) {
+[[maybe_unused]] float frame_probability(VadState& state) {
   const double prior = std::log(static_cast<double>(state.transB / state.transA));
   const double odds = std::exp(static_cast<double>(-state.logLikelihood));
   const double memory = state.transResid / (state.transB + state.transAComp * odds) +
