@@ -98,7 +98,7 @@ class SiteTest(unittest.TestCase):
             self.assertIn("live.html", result.stderr)
 
     def test_a_telephone_shows_every_page(self):
-        pages = [page for page in self.pages if not page.startswith("reference/")] + ["reference/vek__bf_8h.html"]
+        pages = [page for page in self.pages if not page.startswith("reference/") and page != "vekbf.html"] + ["reference/vek__bf_8h.html"]
         found = shown(self.site, pages)
         self.assertEqual(sorted(found), sorted(pages))
         for page, state in found.items():
