@@ -3,6 +3,7 @@
 """Checks what a shared object shows and needs: the functions of its header, libc and libm, hardened."""
 
 import argparse
+import os
 import re
 import subprocess
 import sys
@@ -14,8 +15,10 @@ NEEDED_ON_ARM = {"ld-linux-armhf.so.3"}
 
 
 def read(readelf, *arguments):
+    # readelf would write in the language of its user.
+    environment = {**os.environ, "LC_ALL": "C"}
     return subprocess.run(
-        [readelf, "--wide", *arguments], check=True, capture_output=True, text=True
+        [readelf, "--wide", *arguments], check=True, capture_output=True, text=True, env=environment
     ).stdout
 
 

@@ -119,7 +119,7 @@ case "$how" in
     ;;
   foreign)
     wanted=
-    readelf -h "$library" | grep -q 'Machine: *ARM$' || fail "not a library for 32-bit ARM"
+    LC_ALL=C readelf -h "$library" | grep -q 'Machine: *ARM$' || fail "not a library for 32-bit ARM"
     ;;
   subdirectory)
     wanted=host
