@@ -312,7 +312,10 @@ TEST(StreamSettings, TheHostsLocaleDoesNotCount) {
   if (!made || setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
     GTEST_SKIP() << "no locale with a decimal comma (Debian package locales)";
   }
-  EXPECT_EQ(std::strtod("3,5", nullptr), 3.5);
+  if (std::strtod("3,5", nullptr) != 3.5) {
+    setlocale(LC_ALL, "C");
+    GTEST_SKIP() << "a C library without decimal commas";
+  }
   const Settings settings = settings_of({{"array", "line:2:3.5cm"}, {"pre-gain", "-1.5"}});
   setlocale(LC_ALL, "C");
   EXPECT_EQ(positions(array_of(settings)), "0,0 0.0350000001,0");
