@@ -25,6 +25,7 @@ EXCLUDED = (
     ("README.md", "scripts/demo     #", "the two set-up commands, which the continuous integration runs on their own"),
     ("docs/first-sound.md", "cmake --install", "installation; python_install and install_tree do the same elsewhere"),
     ("docs/integration.md", "scripts/package --arch", "the slow test debian_packages runs it"),
+    ("docs/live.md", "scripts/package", "the slow test debian_packages runs it"),
     ("docs/live.md", "mic = 0.07,0", "a file of settings; plugin_port_hosts and the tool's tests read such files"),
     ("docs/live.md", "systemctl", "a user's session; plugin_pipewire starts what the unit starts"),
     ("docs/live.md", "vekbf angle 120", "a running PipeWire; plugin_pipewire turns one so"),

@@ -120,7 +120,7 @@ class PipeWire(DaemonTest):
         return False
 
     def test_a_misspelt_control_is_silence_that_the_log_explains(self):
-        conf = self.configured(Angle=60)
+        conf = self.configured(Follow=0, Angle=60)
         conf.write_text(conf.read_text().replace('"Spacing (mm)" = 0', '"Spacng (mm)" = 80'))
         self.environment["VEKBF_CONFIG"] = str(self.folder / "nowhere.conf")
         self.start_daemons(conf)
@@ -131,7 +131,7 @@ class PipeWire(DaemonTest):
         self.assertIn("nowhere.conf: cannot be read", self.logs())
 
     def test_every_sample_and_the_turn_while_it_runs(self):
-        conf = self.configured(Spacing=80, Angle=60)
+        conf = self.configured(Spacing=80, Follow=0, Angle=60)
         for attempt in range(TRIES):
             if attempt > 0:
                 self.stop_all()
