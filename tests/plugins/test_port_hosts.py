@@ -33,47 +33,43 @@ class PortHosts(HostTest):
             samples, rate, "--array", shape, "--angle", angle, "--algorithm", algorithm, "--intensity", intensity
         )
 
-    def test_ladspa_by_applyplugin(self):
-        need("applyplugin")
+    def assert_beams(self, host, **environment):
+        """`host` gives the command for the files and the case."""
         for case in CASES:
             mics, rate, _, controls = case
             samples = noise(9000, mics)
             source, target = self.folder / "in.wav", self.folder / "out.wav"
             write_wav(source, samples, rate)
-            self.run_host(
-                *("applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", f"vekbf{mics}", *controls, 0),
-                LADSPA_PATH=str(PLUGINS),
-            )
+            self.run_host(*host(source, target, mics, controls), **environment)
             self.assert_delayed(read_wav(target), self.expected(case, samples), case)
+
+    def test_ladspa_by_applyplugin(self):
+        need("applyplugin")
+
+        def host(source, target, mics, controls):
+            return "applyplugin", "-s", 0.1, source, target, "vekbf_ladspa.so", f"vekbf{mics}", *controls, 0
+
+        self.assert_beams(host, LADSPA_PATH=str(PLUGINS))
+
+    def test_ladspa_by_sox(self):
+        need("sox")
+
+        def host(source, target, mics, controls):
+            to_file = ("-b", 16, "-c", 1, "-e", "signed", target)
+            # It counts the three outputs of controls among the arguments.
+            return "sox", "-D", source, *to_file, "ladspa", "vekbf_ladspa", f"vekbf{mics}", *controls, 0, 0, 0, 0
+
+        self.assert_beams(host, LADSPA_PATH=str(PLUGINS))
 
     def test_lv2_by_lv2apply(self):
         need("lv2apply")
         names = ("angle", "spacing", "square", "adaptive", "intensity")
-        for case in CASES:
-            mics, rate, _, controls = case
-            samples = noise(9000, mics)
-            source, target = self.folder / "in.wav", self.folder / "out.wav"
-            write_wav(source, samples, rate)
-            given = [word for pair in zip(names, controls) for word in ("-c", *pair)]
-            self.run_host(
-                *("lv2apply", "-i", source, "-o", target, *given, f"urn:vekbf:beam{mics}"), LV2_PATH=str(BUNDLES)
-            )
-            self.assert_delayed(read_wav(target), self.expected(case, samples), case)
 
-    def test_ladspa_by_sox(self):
-        need("sox")
-        for case in CASES:
-            mics, rate, _, controls = case
-            samples = noise(9000, mics)
-            source, target = self.folder / "in.wav", self.folder / "out.wav"
-            write_wav(source, samples, rate)
-            # It counts the three outputs of controls among the arguments.
-            self.run_host(
-                *("sox", "-D", source, "-b", 16, "-c", 1, "-e", "signed", target, "ladspa", "vekbf_ladspa"),
-                *(f"vekbf{mics}", *controls, 0, 0, 0, 0),
-                LADSPA_PATH=str(PLUGINS),
-            )
-            self.assert_delayed(read_wav(target), self.expected(case, samples), case)
+        def host(source, target, mics, controls):
+            given = [word for pair in zip(names, controls) for word in ("-c", *pair)]
+            return "lv2apply", "-i", source, "-o", target, *given, f"urn:vekbf:beam{mics}"
+
+        self.assert_beams(host, LV2_PATH=str(BUNDLES))
 
     def test_what_is_not_configured_is_silence_and_one_line(self):
         need("applyplugin", "lv2apply")
