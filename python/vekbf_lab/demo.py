@@ -112,7 +112,7 @@ def verdict(microphone, fixed, adaptive):
     elif adaptive.si_sdr > fixed.si_sdr:
         advice = "it is the better choice here"
     else:
-        advice = "the fixed one, which needs less time, will do"
+        advice = "the fixed one will do here"
     return (
         f"Against microphone 0 the fixed beamformer gives {compared(fixed, microphone)}.\n"
         f"Against the fixed beamformer the adaptive one gives {compared(adaptive, fixed)}: {advice}."
@@ -169,7 +169,11 @@ def main():
         f"({TALKER_DB - NOISE_DB:.0f} dB softer); {duration:.1f} s at {speech.RATE} Hz.\n"
     )
     print(table(rows))
-    print()
+    print(
+        "SI-SDR: scale-invariant signal-to-distortion ratio against the talker alone; more is better.\n"
+        "Pause power: what is left while the talker is silent; less is better.\n"
+        "Real-time factor: processing time over duration, the start of the program included.\n"
+    )
     print(verdict(*rows))
     print(
         f"\nListen to {options.out}/microphone0.wav, then fixed.wav and adaptive.wav beside it; "
