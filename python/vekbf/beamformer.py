@@ -78,7 +78,6 @@ class Beamformer:
             frequency for noise, in part. The fixed one does not read it.
         vad_threshold: 0 to 1, the probability above which the adaptive algorithm's detector takes a frame for speech.
             Its decision changes no sample.
-
         keep_time: False: the library's own rule: its time stands still during a block of digital silence, see
             `zero_blocks`. True: time goes on, and every sample stays lined up with its frame.
 

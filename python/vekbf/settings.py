@@ -34,7 +34,8 @@ class Settings:
         settings.read("beam.conf")
         settings.check(16000, channels=4)
 
-    Keys and values are those of ``vek_stream.h`` and of the tool's ``--config`` file. What is set later wins.
+    Keys and values are those of ``vek_stream.h`` and of the tool's ``--config`` file. What is set later wins. The
+    defaults are those of ``vek_stream.h``: ``keep-time`` is "yes", where the tool and `Beamformer` have no.
 
     Raises:
         VekBfError: the one line that says which setting is wrong, and what would be right.

@@ -11,7 +11,7 @@ from .scene import Array
 
 HELP = (
     "line:COUNT:SPACING (microphone 0 at x = 0) or square:SIDE (microphones at 0, 90, 180, 270 degrees); "
-    "lengths such as 35mm, 6.4cm, 0.1m"
+    "lengths such as 35mm, 6.4cm, 0.1m; or the name or the file of an array"
 )
 
 

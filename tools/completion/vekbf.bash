@@ -45,8 +45,8 @@ _vekbf() {
       return
       ;;
     *--array)
-      compopt -o nospace
-      mapfile -t COMPREPLY < <(compgen -W 'line: square:' -- "$word")
+      mapfile -t COMPREPLY < <(compgen -W 'line: square: chime3-tablet matrix-creator respeaker-pi-4mic respeaker-usb-4mic' -- "$word")
+      [[ ${COMPREPLY[0]} != *: ]] || compopt -o nospace
       return
       ;;
     *--geometry)

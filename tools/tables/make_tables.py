@@ -32,7 +32,8 @@ def kind(option):
     return {"FILE": "file", "DIR": "folder", "SHAPE": "shape"}.get(option["values"], "nothing")
 
 
-SHAPES = ["line:", "square:"]
+SHAPES = ["line:", "square:"]  # the rest is typed behind them
+NAMES = sorted(path.stem for path in (ROOT / "arrays").glob("*.conf"))
 
 
 class Table:
@@ -72,7 +73,7 @@ def bash(table):
         by_kind.setdefault(kind(option), []).append(option)
     arm(by_kind["file"], "compopt -o filenames", reply("-f"))
     arm(by_kind["folder"], "compopt -o filenames", reply("-d"))
-    arm(by_kind["shape"], "compopt -o nospace", reply(f"-W '{' '.join(SHAPES)}'"))
+    arm(by_kind["shape"], reply(f"-W '{' '.join([*SHAPES, *NAMES])}'"), "[[ ${COMPREPLY[0]} != *: ]] || compopt -o nospace")
     for option in by_kind["words"]:
         arm([option], reply(f"-W '{' '.join(words_of(option))}'"))
     arm(by_kind["nothing"], "COMPREPLY=()")
@@ -133,12 +134,14 @@ def zsh(table):
     def quoted(text):
         return text.replace("'", "'\\''")
 
+    shapes = f'{{compadd -S "" -- {" ".join(SHAPES)}; compadd -- {" ".join(NAMES)}}}'.replace(":", "\\:")
+
     def spec(option):
         brief = quoted(option["brief"]).replace("]", "\\]").replace(":", "\\:")
         repeats = "*" if option["repeats"] else ""
         if kind(option) == "switch":
             return f"'--{option['name']}[{brief}]'"
-        action = {"file": "_files", "folder": "_path_files -/", "shape": "{compadd -S \"\" -- line\\: square\\:}",
+        action = {"file": "_files", "folder": "_path_files -/", "shape": shapes,
                   "words": f"({' '.join(words_of(option))})", "nothing": " "}[kind(option)]
         message = "word" if words_of(option) else option["values"].lower()
         return f"'{repeats}--{option['name']}=[{brief}]:{message}:{action}'"
@@ -185,7 +188,7 @@ def fish(table):
     for option in table.options:
         seen = quoted(f"__fish_seen_subcommand_from {' '.join(option['commands'])}")
         action = {"switch": "", "file": " -r -F", "folder": " -x -a '(__fish_complete_directories)'",
-                  "shape": f" -x -a '{' '.join(SHAPES)}'", "words": f" -x -a '{' '.join(words_of(option))}'",
+                  "shape": f" -x -a '{' '.join([*SHAPES, *NAMES])}'", "words": f" -x -a '{' '.join(words_of(option))}'",
                   "nothing": " -x"}[kind(option)]
         lines.append(f"complete -c vekbf -n {seen} -l {option['name']}{action} -d {quoted(option['brief'])}")
     names = " ".join(table.names())

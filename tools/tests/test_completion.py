@@ -150,6 +150,8 @@ class CompletionTest(unittest.TestCase):
             self.assertEqual(self.completed(f"vekbf {subcommand} --geometry tri\t"), [subcommand, "--geometry", "triangle"])
             # No blank follows: the rest of the shape is typed behind it.
             self.assertEqual(self.completed(f"vekbf {subcommand} --array sq\t64mm"), [subcommand, "--array", "square:64mm"])
+            # A name is complete.
+            self.assertEqual(self.completed(f"vekbf {subcommand} --array mat\t--"), [subcommand, "--array", "matrix-creator", "--"])
             self.assertEqual(self.completed(f"vekbf {subcommand} --config de\t"), [subcommand, "--config", "desk.ini"])
         words = self.completed("vekbf process --out-dir re\t")
         self.assertEqual([word.rstrip("/") for word in words], ["process", "--out-dir", "results"])
@@ -162,6 +164,7 @@ class CompletionTest(unittest.TestCase):
         for subcommand in WITH_ARRAY:
             self.assertEqual(self.completed(f"vekbf {subcommand} --geometry=tri\t"), [subcommand, "--geometry=triangle"])
             self.assertEqual(self.completed(f"vekbf {subcommand} --array=sq\t64mm"), [subcommand, "--array=square:64mm"])
+            self.assertEqual(self.completed(f"vekbf {subcommand} --array=mat\t--"), [subcommand, "--array=matrix-creator", "--"])
             self.assertEqual(self.completed(f"vekbf {subcommand} --config=de\t"), [subcommand, "--config=desk.ini"])
         self.assertEqual(self.completed("vekbf process --algorithm=ad\t"), ["process", "--algorithm=adaptive"])
 

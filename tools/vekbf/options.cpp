@@ -21,7 +21,7 @@ const std::map<std::string, Beside>& beside() {
   constexpr unsigned kSound = kProcess | kTrack;
   constexpr unsigned kAll = kProcess | kGeometry | kTrack;
   static const std::map<std::string, Beside> all = {
-      {"array", {"Shape of the array", "", kAll}},
+      {"array", {"Shape or name of the array", "", kAll}},
       {"mic", {"Position x,y of a microphone in metres", "", kAll}},
       {"mics", {"", "", kFilesOnly}},  // what --mic is on the command line
       {"geometry",
@@ -31,7 +31,7 @@ const std::map<std::string, Beside>& beside() {
         kAll}},
       {"sound-speed", {"Metres per second", "", kAll}},
       {"force",
-       {"Take a rectangle or a circle all the same", "The fixed beamformer then gives silence.",
+       {"Accept a rectangle or a circle", "The fixed beamformer then gives silence.",
         kProcess | kGeometry}},
       {"channels",
        {"Channels to take, in microphone order", "All of them unless this is given.", kSound}},
@@ -39,7 +39,7 @@ const std::map<std::string, Beside>& beside() {
       {"intensity", {"Strength of the gate, 0 to 10", "", kProcess}},
       {"vad-threshold", {"Detector threshold, 0 to 1", "It changes no sample.", kProcess}},
       {"angle", {"Direction of the talker in degrees", "", kProcess | kGeometry}},
-      {"angle-start", {"Direction until a talker was heard", "", kProcess}},
+      {"angle-start", {"Direction until a talker is heard", "", kProcess}},
       {"sector", {"Degrees between which a talker is followed", "", kSound}},
       {"hold", {"Sound that a talker elsewhere needs, in seconds", "", kSound}},
       {"focus", {"How much softer a talker may be, in dB", "", kSound}},
@@ -47,7 +47,11 @@ const std::map<std::string, Beside>& beside() {
        {"Angles that change with time",
         "Before the first time the angle is that of --angle. See FILES.", kProcess}},
       {"pre-gain", {"Gain in dB before the rounding to 16 bits", "", kSound}},
-      {"keep-time", {"Let time go on through digital silence", "", kProcess}},
+      {"keep-time",
+       {"Keep time through digital silence",
+        "Off unless it is given here or in the file of --config; the plug-ins and the library for "
+        "streams keep time unless they are told not to.",
+        kProcess}},
   };
   return all;
 }
