@@ -170,7 +170,7 @@ def main():
     )
     print(table(rows))
     print(
-        "SI-SDR: scale-invariant signal-to-distortion ratio against the talker alone; more is better.\n"
+        "\nSI-SDR: scale-invariant signal-to-distortion ratio against the talker alone; more is better.\n"
         "Pause power: what is left while the talker is silent; less is better.\n"
         "Real-time factor: processing time over duration, the start of the program included.\n"
     )
