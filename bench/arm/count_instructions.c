@@ -3,34 +3,13 @@
  * Plugin for the user-mode emulator that counts the guest instructions of a run and prints
  * "instructions N" on standard error at exit. Two runs that differ only in their number of
  * iterations, subtracted, give a figure that repeats exactly. With the argument mark=N it also
- * notes the count at every system call of number N, and prints "marks C C C ..." before. The few
- * prototypes of the plugin interface (version 1) that it needs are declared here, so that no header
- * has to be installed.
+ * notes the count at every system call of number N, and prints "marks C C C ..." before.
  */
-#include <stddef.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#define EXPORTED __attribute__((visibility("default")))
-
-struct qemu_plugin_tb;
-struct qemu_info_t;
-enum qemu_plugin_op { QEMU_PLUGIN_INLINE_ADD_U64 };
-
-void qemu_plugin_register_vcpu_tb_trans_cb(uint64_t id,
-                                           void (*callback)(uint64_t, struct qemu_plugin_tb *));
-void qemu_plugin_register_vcpu_tb_exec_inline(struct qemu_plugin_tb *, enum qemu_plugin_op, void *,
-                                              uint64_t);
-void qemu_plugin_register_vcpu_syscall_cb(uint64_t id,
-                                          void (*callback)(uint64_t, unsigned, int64_t, uint64_t,
-                                                           uint64_t, uint64_t, uint64_t, uint64_t,
-                                                           uint64_t, uint64_t, uint64_t));
-void qemu_plugin_register_atexit_cb(uint64_t id, void (*callback)(uint64_t, void *), void *);
-size_t qemu_plugin_tb_n_insns(const struct qemu_plugin_tb *);
-
-EXPORTED int qemu_plugin_version = 1;
+#include "emulator_plugin.h"
 
 static uint64_t instructions;
 

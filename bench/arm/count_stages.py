@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Counts the instructions of each stage on 32-bit ARM under the user-mode emulator.
+"""Counts the instructions of each stage on ARM under the user-mode emulator.
 
-    count_stages.py RUNNER [--check BUDGETS | --write BUDGETS] [--model] [NAME ...]
+    count_stages.py RUNNER [--machine arm|arm64] [--check BUDGETS | --write BUDGETS] [--model] [NAME ...]
 
-RUNNER is stage_runner of the armhf build. Each stage runs twice with different counts; the difference, divided, is its
+RUNNER is stage_runner of the armhf or the arm64 build. Each stage runs twice with different counts; the difference, divided, is its
 cost, and repeats exactly. --check fails when a stage takes 2 % more than its budget, or a budget names no stage.
 --model counts the plain model as well, where it has the stage.
 """
@@ -15,11 +15,11 @@ import subprocess
 import sys
 import tempfile
 
-ROOT = "/usr/arm-linux-gnueabihf"
-# (The emulated loader would otherwise find libraries of this architecture that the machine has itself.)
-EMULATOR = ["qemu-arm", "-L", ROOT, "-E", f"LD_LIBRARY_PATH={ROOT}/lib"]
+from emulator import MACHINES, build_plugin, emulator
+
 COUNTS = {False: (20, 60), True: (100, 300)}  # for a stage, and for a whole block: some content of the signal
 ALLOWANCE = 1.02
+DESCRIPTIONS = {"arm": "32-bit ARM (-mcpu=cortex-a7 -mfpu=neon-vfpv4)", "arm64": "64-bit ARM"}
 MODEL = "model/"
 MODEL_NAMES = [
     "transform_forward", "transform_inverse", "steering_line", "steering_triangle", "estimator", "detector_with_estimator",
@@ -33,28 +33,20 @@ DEFAULT_BLOCKS = [
 ] + [f"block/adaptive/linear/4/{kind}" for kind in ("noise", "onebit", "loud")]
 
 
-def build_plugin(folder):
-    source = pathlib.Path(__file__).with_name("count_instructions.c")
-    plugin = pathlib.Path(folder) / "count_instructions.so"
-    subprocess.run(["cc", "-O2", "-shared", "-fPIC", str(source), "-o", str(plugin)], check=True)
-    return plugin
-
-
-def instructions(plugin, runner, name, count):
-    command = EMULATOR + ["-plugin", str(plugin), runner, name, str(count)]
-    done = subprocess.run(command, capture_output=True, text=True, check=True)
+def instructions(command, name, count):
+    done = subprocess.run([*command, name, str(count)], capture_output=True, text=True, check=True)
     words = done.stderr.split()
     return int(words[words.index("instructions") + 1])
 
 
-def cost(plugin, runner, name):
+def cost(command, name):
     few, many = COUNTS[name.removeprefix(MODEL).startswith("block/")]
-    difference = instructions(plugin, runner, name, many) - instructions(plugin, runner, name, few)
+    difference = instructions(command, name, many) - instructions(command, name, few)
     return round(difference / (many - few))
 
 
-def stage_names(runner):
-    listed = subprocess.run(EMULATOR + [runner], capture_output=True, text=True, check=True)
+def stage_names(command):
+    listed = subprocess.run(command, capture_output=True, text=True, check=True)
     return [name for name in listed.stdout.split() if not name.startswith("block/")]
 
 
@@ -81,26 +73,28 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("runner")
     parser.add_argument("names", nargs="*")
+    parser.add_argument("--machine", choices=MACHINES, default="arm")
     parser.add_argument("--check", metavar="BUDGETS")
     parser.add_argument("--write", metavar="BUDGETS")
     parser.add_argument("--model", action="store_true")
     arguments = parser.parse_args()
     budgets = read_budgets(arguments.check) if arguments.check else {}
-    names = arguments.names or list(budgets) or stage_names(arguments.runner) + DEFAULT_BLOCKS
-    if arguments.model:
-        names = names + [MODEL + name for name in MODEL_NAMES]
     with tempfile.TemporaryDirectory() as folder:
-        plugin = build_plugin(folder)
-        measured = {name: cost(plugin, arguments.runner, name) for name in names}
+        command = emulator(arguments.machine) + ["-plugin", str(build_plugin(folder)), arguments.runner]
+        names = arguments.names or list(budgets) or stage_names(command) + DEFAULT_BLOCKS
+        if arguments.model:
+            names = names + [MODEL + name for name in MODEL_NAMES]
+        measured = {name: cost(command, name) for name in names}
     width = max(len(name) for name in measured)
     for name, value in measured.items():
         print(f"{name:{width}} {value:8}")
     if arguments.write:
-        compiler = subprocess.run(["arm-linux-gnueabihf-g++", "--version"], capture_output=True,
+        compiler = subprocess.run([f"{MACHINES[arguments.machine].triplet}-g++", "--version"], capture_output=True,
                                   text=True, check=True).stdout.splitlines()[0]
         lines = [
-            "# Instructions per stage and per block on 32-bit ARM (-mcpu=cortex-a7 -mfpu=neon-vfpv4).",
-            "# A test fails when one takes 2 % more. Made by bench/arm/count_stages.py RUNNER --write;",
+            f"# Instructions per stage and per block on {DESCRIPTIONS[arguments.machine]}.",
+            "# A test fails when one takes 2 % more. Made by bench/arm/count_stages.py RUNNER "
+            f"--machine {arguments.machine} --write;",
             f"# valid for {compiler}.",
         ] + [f"{name:{width}} {value}" for name, value in measured.items()]
         pathlib.Path(arguments.write).write_text("\n".join(lines) + "\n", encoding="utf-8")

@@ -13,13 +13,11 @@ recording (raw, interleaved 16-bit samples at 16 kHz). --write puts the figures 
 import argparse
 import pathlib
 import statistics
-import subprocess
 import sys
 import tempfile
 
-from count_stages import EMULATOR, build_plugin
+from emulator import block_costs, build_plugin
 
-MARKING_CALL = 158  # sched_yield
 MEAN_BOUND = 30_000
 BLOCK_BOUND = 120_000
 ARRAYS = ("line2", "line3", "line4", "unequal4", "dear4", "square")
@@ -45,12 +43,7 @@ def main():
         plugin = build_plugin(folder)
 
         def costs(*run):
-            command = EMULATOR + ["-plugin", f"{plugin},mark={MARKING_CALL}", arguments.runner, *map(str, run)]
-            done = subprocess.run(command, capture_output=True, text=True, check=True)
-            line = next(text for text in done.stderr.splitlines() if text.startswith("marks "))
-            marks = [int(word) for word in line.split()[1:]]
-            assert len(marks) == 2 * int(run[-1]), "a mark before and a mark after each block"
-            return [after - before for before, after in zip(marks[::2], marks[1::2])]
+            return block_costs(plugin, arguments.runner, *run)
 
         def mean(array, signal):
             return round(statistics.mean(costs(array, 16000, signal, SPEECH_BLOCKS)[WARM_BLOCKS:]))

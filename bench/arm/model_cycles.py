@@ -19,17 +19,15 @@ import subprocess
 import sys
 import tempfile
 
-MACHINES = {
+from emulator import MACHINES, build_plugin, emulator
+
+MODELS = {
     "arm": {
-        "emulator": ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf", "-E", "LD_LIBRARY_PATH=/usr/arm-linux-gnueabihf/lib"],
-        "mark": 158,  # sched_yield
         "plain": "mov r8, r8",  # in the place of branches, and of what a model does not know
         "triple": "thumbv8a-linux-gnueabihf", "attributes": ["-mattr=+neon,+vfp4,+thumb2"],
         "processors": ["a7", "cortex-a9", "cortex-a57"],
     },
     "arm64": {
-        "emulator": ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu", "-E", "LD_LIBRARY_PATH=/usr/aarch64-linux-gnu/lib"],
-        "mark": 124,
         "plain": "nop",
         "triple": "aarch64-linux-gnu", "attributes": [],
         "processors": ["cortex-a53", "cortex-a55", "cortex-a72"],
@@ -44,10 +42,10 @@ BRANCH = re.compile(r"(b|bl|bx|blx|br|blr|ret|cbn?z|tbn?z|tb[bh]|b\.?[a-z]{2})(\
 def record(machine, plugin, folder, runner, algorithm, shape):
     """The executed instructions as encodings: '@' before those of 32-bit ARM state, which Thumb code calls."""
     trace = pathlib.Path(folder) / "trace"
-    options = f"{plugin},mark={machine['mark']},window={WINDOW},out={trace}"
-    subprocess.run(machine["emulator"] + ["-plugin", options, runner, algorithm, shape, "4", "16000", "speech", str(WINDOW + 1)],
+    options = f"{plugin},mark={MACHINES[machine].mark},window={WINDOW},out={trace}"
+    subprocess.run(emulator(machine) + ["-plugin", options, runner, algorithm, shape, "4", "16000", "speech", str(WINDOW + 1)],
                    check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    thumb = machine["triple"].startswith("thumb")
+    thumb = MODELS[machine]["triple"].startswith("thumb")
     blocks, executed = {}, []
     with open(trace, encoding="ascii") as lines:
         for line in lines:
@@ -62,34 +60,34 @@ def record(machine, plugin, folder, runner, algorithm, shape):
     return [word for word in executed if not (len(word) == 4 and word[2:] == "bf" and word[1] != "0")]
 
 
-def decode(machine, words):
+def decode(model, words):
     """Text of each encoding."""
     texts = {}
     for state in ("", "@"):
         mine = [word for word in dict.fromkeys(words) if word.startswith("@") == bool(state)]
         if not mine:
             continue
-        triple = machine["triple"].replace("thumb", "arm") if state else machine["triple"]
+        triple = model["triple"].replace("thumb", "arm") if state else model["triple"]
         encodings = [word.lstrip("@") for word in mine]
         lines = [" ".join("0x" + word[i:i + 2] for i in range(0, len(word), 2)) for word in encodings]
-        done = subprocess.run(["llvm-mc", "-disassemble", f"-triple={triple}"] + machine["attributes"],
+        done = subprocess.run(["llvm-mc", "-disassemble", f"-triple={triple}"] + model["attributes"],
                               input="\n".join(lines), capture_output=True, text=True, check=False)
         bad = {int(n) for n in re.findall(r"^<stdin>:(\d+):\d+: warning: invalid", done.stderr, re.M)}
         good = [word for n, word in enumerate(mine, 1) if n not in bad]
         decoded = [line.strip() for line in done.stdout.splitlines() if line.startswith("\t") and not line.startswith("\t.")]
         if len(good) != len(decoded):
             raise RuntimeError(f"{len(good)} encodings, {len(decoded)} texts")
-        texts.update({word: machine["plain"] for word in mine})
+        texts.update({word: model["plain"] for word in mine})
         texts.update({word: re.sub(r"\s+", " ", re.sub(r"\s*(@|//).*", "", text)) for word, text in zip(good, decoded)})
         for n in bad:
             print(f"not understood: {lines[n - 1]}", file=sys.stderr)
     return texts
 
 
-def mca(machine, processor, texts):
-    lines = [machine["plain"] if BRANCH.match(text.split(" ")[0]) else text for text in texts]
-    command = ["llvm-mca", f"-mtriple={machine['triple']}", f"-mcpu={processor}", "-iterations=1", "-instruction-info=0",
-               "-resource-pressure=0"] + machine["attributes"]
+def mca(model, processor, texts):
+    lines = [model["plain"] if BRANCH.match(text.split(" ")[0]) else text for text in texts]
+    command = ["llvm-mca", f"-mtriple={model['triple']}", f"-mcpu={processor}", "-iterations=1", "-instruction-info=0",
+               "-resource-pressure=0"] + model["attributes"]
     for _ in range(100):
         done = subprocess.run(command, input="\n".join(lines) + "\n", capture_output=True, text=True, check=False)
         cycles = re.search(r"Total Cycles:\s+(\d+)", done.stdout)
@@ -99,7 +97,7 @@ def mca(machine, processor, texts):
         refused = {int(n) - 1 for n in re.findall(r"^<stdin>:(\d+):\d+: error", done.stderr, re.M)}
         unknown = re.search(r"note: instruction:\s+(.*)", done.stderr)
         name = re.split(r"\s", unknown.group(1))[0] if unknown else None
-        changed = [machine["plain"] if i in refused or line.split(" ")[0] == name else line for i, line in enumerate(lines)]
+        changed = [model["plain"] if i in refused or line.split(" ")[0] == name else line for i, line in enumerate(lines)]
         if changed == lines:
             break
         lines = changed
@@ -240,7 +238,7 @@ def read_budgets(path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("runner", nargs="?")
-    parser.add_argument("--machine", choices=MACHINES, default="arm")
+    parser.add_argument("--machine", choices=MODELS, default="arm")
     parser.add_argument("names", nargs="*", help="blocks, by default all four")
     parser.add_argument("--check", metavar="BUDGETS")
     parser.add_argument("--write", metavar="BUDGETS")
@@ -250,24 +248,22 @@ def main():
         return self_test()
     if arguments.runner is None:
         parser.error("which program?")
-    machine = MACHINES[arguments.machine]
+    model = MODELS[arguments.machine]
     budgets = read_budgets(arguments.check) if arguments.check else {}
     over = 0
-    rows = [f"{'# modelled cycles of a block':26}{'instructions':>13}" + "".join(f"{name:>12}" for name in machine["processors"])]
+    rows = [f"{'# modelled cycles of a block':26}{'instructions':>13}" + "".join(f"{name:>12}" for name in model["processors"])]
     print(rows[0])
     with tempfile.TemporaryDirectory() as folder:
-        plugin = pathlib.Path(folder) / "trace_instructions.so"
-        source = pathlib.Path(__file__).with_name("trace_instructions.c")
-        subprocess.run(["cc", "-O2", "-shared", "-fPIC", str(source), "-o", str(plugin)], check=True)
+        plugin = build_plugin(folder, "trace_instructions")
         for name in arguments.names or RUNS:
             algorithm, shape = name.split("/")
-            words = record(machine, plugin, folder, arguments.runner, algorithm, shape)
-            known = decode(machine, words)
+            words = record(arguments.machine, plugin, folder, arguments.runner, algorithm, shape)
+            known = decode(model, words)
             texts = [known[word] for word in words]
-            figures = [SmallCore().cycles(texts) if name == "a7" else mca(machine, name, texts) for name in machine["processors"]]
+            figures = [SmallCore().cycles(texts) if name == "a7" else mca(model, name, texts) for name in model["processors"]]
             rows.append(f"{name:26}{len(texts):13}" + "".join(f"{n:12}" for n in figures))
             print(rows[-1], flush=True)
-            for processor, cycles in zip(machine["processors"], figures):
+            for processor, cycles in zip(model["processors"], figures):
                 if arguments.check and cycles > ALLOWANCE * budgets.get((name, processor), 0):
                     over += 1
                     print(f"{name}: {cycles} cycles on {processor}, budget {budgets.get((name, processor))}")

@@ -4,37 +4,12 @@
  * 2 N + 1 (system calls of number mark=M; window=N) to the file out=PATH:
  *   block ID HEX HEX ...   a translated block, the encodings of its instructions in order of memory
  *   run ID                 the block was executed
- * The prototypes of the plugin interface are declared here, as in count_instructions.c.
  */
-#include <stddef.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#define EXPORTED __attribute__((visibility("default")))
-
-struct qemu_plugin_tb;
-struct qemu_plugin_insn;
-struct qemu_info_t;
-enum qemu_plugin_cb_flags { QEMU_PLUGIN_CB_NO_REGS };
-
-void qemu_plugin_register_vcpu_tb_trans_cb(uint64_t id,
-                                           void (*callback)(uint64_t, struct qemu_plugin_tb *));
-void qemu_plugin_register_vcpu_tb_exec_cb(struct qemu_plugin_tb *,
-                                          void (*callback)(unsigned, void *),
-                                          enum qemu_plugin_cb_flags, void *);
-void qemu_plugin_register_vcpu_syscall_cb(uint64_t id,
-                                          void (*callback)(uint64_t, unsigned, int64_t, uint64_t,
-                                                           uint64_t, uint64_t, uint64_t, uint64_t,
-                                                           uint64_t, uint64_t, uint64_t));
-void qemu_plugin_register_atexit_cb(uint64_t id, void (*callback)(uint64_t, void *), void *);
-size_t qemu_plugin_tb_n_insns(const struct qemu_plugin_tb *);
-struct qemu_plugin_insn *qemu_plugin_tb_get_insn(const struct qemu_plugin_tb *, size_t);
-const void *qemu_plugin_insn_data(const struct qemu_plugin_insn *);
-size_t qemu_plugin_insn_size(const struct qemu_plugin_insn *);
-
-EXPORTED int qemu_plugin_version = 1;
+#include "emulator_plugin.h"
 
 static FILE *out;
 static long marking_call = -1, window, marks;

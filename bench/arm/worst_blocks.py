@@ -14,13 +14,11 @@ line.
 
 import argparse
 import statistics
-import subprocess
 import sys
 import tempfile
 
-from count_stages import EMULATOR, build_plugin
+from emulator import block_costs, build_plugin
 
-MARKING_CALL = 158  # sched_yield
 SPEECH_BLOCKS = 200
 EXTREME_BLOCKS = 144  # the extremes twice
 RATES = (8000, 10240, 16000, 48000)
@@ -34,15 +32,6 @@ APART = (  # compared with the speech of the same algorithm and number of microp
     ("rectangle, 4", ("adaptive", "rectangle", 4, 16000, "extremes", 72)),
     ("rectangle, 4", ("fixed", "rectangle", 4, 16000, "extremes", 72)),
 )
-
-
-def block_costs(plugin, runner, *run):
-    command = EMULATOR + ["-plugin", f"{plugin},mark={MARKING_CALL}", runner, *map(str, run)]
-    done = subprocess.run(command, capture_output=True, text=True, check=True)
-    line = next(text for text in done.stderr.splitlines() if text.startswith("marks "))
-    marks = [int(word) for word in line.split()[1:]]
-    assert len(marks) == 2 * int(run[-1]), "a mark before and a mark after each block"
-    return [after - before for before, after in zip(marks[::2], marks[1::2])]
 
 
 def main():
