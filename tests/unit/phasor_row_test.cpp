@@ -173,6 +173,24 @@ TEST(PhasorRow, RowsThatHelpEachOtherFollowTheDefinition) {
   }
 }
 
+// kDoubledWrong is the float of phasor_slow_test whose doubled direction rounds to another float
+// than the functions give.
+TEST(PhasorRow, NoAngleBeyondTheDomainIsDoubled) {
+  constexpr double kDoubledWrong = 0x1.33333p+12;
+  for (const double sign : {1.0, -1.0}) {
+    // In one row, whose bin 128 has that angle.
+    EXPECT_TRUE(row_matches(sign * kDoubledWrong / 128));
+    // Between two rows: the bin 256 of the first has it.
+    const double steps[] = {sign * kDoubledWrong / 256, sign * kDoubledWrong / 128};
+    Spectrum rows[2];
+    fill_phasor_rows(rows, steps, 2);
+    for (int m = 0; m < 2; ++m) {
+      const Complex expected = expected_value(kBinCount - 1, steps[m]);
+      EXPECT_TRUE(test::same_spectra(&rows[m][kBinCount - 1], &expected, 1)) << m;
+    }
+  }
+}
+
 // Both signs, one float in 2,003 of the table's domain; every float in phasor_slow_test.
 template <class V>
 class PhasorLanes : public ::testing::Test {};
