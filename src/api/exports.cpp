@@ -22,6 +22,10 @@ using vekbf::refuse_null;
 using vekbf::ScopedIeeeMode;
 using vekbf::Severity;
 
+static_assert(vekbf::kHopSize == VEK_BF_BLOCK_FRAMES && vekbf::kMaxMics == VEK_BF_MAX_MICS &&
+                  vekbf::kKeptSize == VEK_BF_LAG_SAMPLES,
+              "sizes of the public header");
+
 // -fvisibility=hidden hides all other symbols.
 #pragma GCC visibility push(default)
 

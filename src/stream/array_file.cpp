@@ -77,7 +77,7 @@ bool read_array(const char* path, Values& values, Message& message) {
 const char* arrays_folder() { return VEKBF_ARRAYS_FOLDER; }
 
 bool take_array_file(Text text, const char* folder, Values& values, Message& message) {
-  if (text.size == 0 || values.describesArray) return false;  // a file names no other one
+  if (text.size == 0) return false;
   const bool named = !is_path(text);
   char* const path = named ? installed_path(text, folder) : copy_text(text);
   if (path == nullptr) {

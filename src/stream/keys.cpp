@@ -15,7 +15,8 @@ namespace {
 
 constexpr double kLongestHold = VEK_DIR_MAX_HOLD_MS / 1000.0;
 
-// The array of a file, or the fault that names where installed arrays are.
+// The array of a file, or the fault that names where installed arrays are. A file that describes an
+// array names no other file: it could name itself.
 bool take_other_array(Text value, Values& values, Message& message) {
   if (values.describesArray || find(value, ':') < value.size) return false;
   if (take_array_file(value, arrays_folder(), values, message)) return true;

@@ -25,7 +25,7 @@ class ArrayFile : public testing::Test {
     const int32_t count = VekStream_GetPicks(settings.get(), taken);
     return {taken, taken + count};
   }
-  std::string folder_ = testing::TempDir() + "vekbf_arrays";
+  std::string folder_ = own_path("arrays");
 };
 
 std::string set(const Settings& settings, const char* key, const std::string& value) {
@@ -126,6 +126,8 @@ TEST_F(ArrayFile, FaultsNameTheFileAndTheLine) {
   expect_fault(write("a.conf", "mics = 0,0; 1\n"), {"a.conf:1: ", "mics"});
   expect_fault(write("a.conf", "array = line:2:40mm\nchannels = 1,2,3\n"),
                {"a.conf: ", "channels", "2, not 3"});
+  expect_fault(write("a.conf", "array = line:2:40mm\nchannels = 1\n"),
+               {"a.conf: ", "channels", "2, not 1"});
   expect_fault(write("a.conf", "channels = 1,2\n"), {"a.conf: ", "no array"});
   expect_fault(write("a.conf", ""), {"a.conf: "});
   // A file that names a file could name itself.

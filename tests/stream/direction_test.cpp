@@ -289,7 +289,7 @@ TEST(StreamDirection, WhatHasNoDirectionIsRefused) {
       "angle is a whole number of degrees, such as 60, not 'auto': the direction finder tells "
       "no directions apart with these positions and this speed of sound");
   EXPECT_EQ(opened(settings_of({{"array", "line:2:50m"}, {"angle", "60"}}), 2), "");
-  const std::string path = testing::TempDir() + "direction.track";
+  const std::string path = own_path("track");
   std::FILE* file = std::fopen(path.c_str(), "w");
   std::fputs("0 10\n", file);
   std::fclose(file);

@@ -31,7 +31,7 @@ int failures_of(bool forGood, const std::function<std::string()>& operation) {
 
 // A file that is removed at the end.
 struct File {
-  File(const char* name, const std::string& text) : path(testing::TempDir() + name) {
+  File(const char* name, const std::string& text) : path(own_path(name)) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     std::fwrite(text.data(), 1, text.size(), file);
     std::fclose(file);

@@ -39,7 +39,7 @@ class OptionFile : public testing::Test {
     // All or nothing.
     EXPECT_EQ(get("angle"), angle);
   }
-  std::string path_ = testing::TempDir() + "vekbf_options.ini";
+  std::string path_ = own_path("options.ini");
   Settings settings_{VekStream_NewSettings()};
 };
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <initializer_list>
 #include <memory>
@@ -30,6 +31,11 @@ using Pairs = std::initializer_list<std::pair<const char*, const char*>>;
 
 // What a fault says; empty without one.
 inline std::string said(const char* fault) { return fault == nullptr ? "" : fault; }
+
+// A path that no other run of the tests takes.
+inline std::string own_path(const std::string& name) {
+  return testing::TempDir() + "vekbf." + std::to_string(getpid()) + "." + name;
+}
 
 inline Settings settings_of(const Pairs& pairs) {
   Settings settings(VekStream_NewSettings());

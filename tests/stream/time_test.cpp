@@ -302,7 +302,7 @@ TEST(StreamTime, WrapsOfTheOutputAreCounted) {
 // A file that is removed at the end.
 class TrackFile {
  public:
-  explicit TrackFile(const std::string& text) : path_(testing::TempDir() + "vekbf_track.txt") {
+  explicit TrackFile(const std::string& text) : path_(own_path("track.txt")) {
     std::FILE* file = std::fopen(path_.c_str(), "wb");
     std::fwrite(text.data(), 1, text.size(), file);
     std::fclose(file);

@@ -34,36 +34,6 @@ TEST(InstanceRecord, HoldsItsRegionsInOrderWithoutGaps) {
   EXPECT_EQ(end, sizeof(Instance));
 }
 
-TEST(InstanceRecord, RegionsHaveTheirElementCounts) {
-  using I = Instance;
-  constexpr size_t kBins = 257;
-  EXPECT_EQ(sizeof(I::reserved), 4 * sizeof(float));
-  EXPECT_EQ(sizeof(I::micPlacement), 4 * sizeof(float));
-  EXPECT_EQ(sizeof(I::micDelay), 4 * sizeof(float));
-  EXPECT_EQ(sizeof(I::micProjection), 4 * sizeof(float));
-  EXPECT_EQ(sizeof(I::steerTable), 4 * kBins * 8);
-  EXPECT_EQ(sizeof(I::micCoordinate), 4 * 8u);
-  EXPECT_EQ(sizeof(I::geometry), 4u);
-  EXPECT_EQ(sizeof(I::presenceGain), kBins * 4);
-  EXPECT_EQ(sizeof(I::blockPowerSum), kBins * 4);
-  EXPECT_EQ(sizeof(I::blockWeights), 4 * kBins * 8);
-  EXPECT_EQ(sizeof(I::cancelWeights), 4 * kBins * 8);
-  EXPECT_EQ(sizeof(I::blockOutput), 4 * kBins * 8);
-  EXPECT_EQ(sizeof(I::fixedBeam), kBins * 8);
-  EXPECT_EQ(sizeof(I::outputOverlap), 512 * sizeof(int16_t));
-  EXPECT_EQ(sizeof(I::beamPower), kBins * 4);
-  EXPECT_EQ(sizeof(I::micHistory), 4 * 512 * sizeof(float));
-  EXPECT_EQ(sizeof(I::fftScratch), 4 * 512 * sizeof(float));
-  EXPECT_EQ(sizeof(I::micSpectrum), 4 * kBins * 8);
-  EXPECT_EQ(sizeof(I::savedSpectrum), 4 * kBins * 8);
-}
-
-TEST(InstanceRecord, FitsTheWorkingBuffer) {
-  EXPECT_EQ(kWorkBufferSize, 82352u);
-  // Twelve bytes are spare with 4-byte pointers; 8-byte ones and their alignment take them up.
-  EXPECT_EQ(kWorkBufferSize - sizeof(Instance), sizeof(void*) == 4 ? 12u : 0u);
-}
-
 TEST(InstanceRecord, TouchesAtMostTheRowsThatExist) {
   const auto rows = [](int32_t mics) {
     Beam beam(array_of(mics));

@@ -21,14 +21,6 @@ namespace {
 
 const char* bytes(const void* p) { return static_cast<const char*>(p); }
 
-TEST(Plan, HeaderFieldsStandInTheirOrder) {
-  EXPECT_EQ(offsetof(RealFftPlan, buffer), 0u);
-  EXPECT_LT(offsetof(RealFftPlan, buffer), offsetof(RealFftPlan, ncfft));
-  EXPECT_LT(offsetof(RealFftPlan, ncfft), offsetof(RealFftPlan, factors));
-  EXPECT_LT(offsetof(RealFftPlan, factors), offsetof(RealFftPlan, twiddles));
-  EXPECT_LT(offsetof(RealFftPlan, twiddles), offsetof(RealFftPlan, superTwiddles));
-}
-
 TEST(Plan, IsOneBlockWithItsPartsOneAfterTheOther) {
   for (const int32_t size : {2, 3, 4, 5, 7, 32, 40, 64, 65, 512, 4096}) {
     HeapWatch watch;
