@@ -19,10 +19,9 @@ constexpr const char* kName = "VekBf_Run";
 
 // Advances every microphone by one block and transforms its latest frame.
 void analyse_block(Instance* instance, const int16_t* in) {
+  take_block(instance->micHistory, in, instance->micNum);
   for (int m = 0; m < row_count(*instance); ++m) {
-    float* history = instance->micHistory[m];
-    slide_history(history);
-    take_channel(history + kKeptSize, in, m, instance->micNum);
+    const float* history = instance->micHistory[m];
     float* scratch = instance->fftScratch[m];
     const bool done =
         fft_analyse(instance->fftState, history, scratch, as_floats(instance->micSpectrum[m]));

@@ -12,13 +12,10 @@ namespace vekbf {
 // True when the squares of the first 128 values add up to 0 modulo 2^32.
 bool is_zero_block(const int16_t* in);
 
-// Drops the oldest hop of a history of kFrameSize samples; the newest hop is then free for new
-// samples.
-void slide_history(float* history);
-
-// Takes microphone `mic` out of a block of `channels` interleaved channels, as unscaled floats.
-// More channels than an array may have give zeros, and `in` is not read.
-void take_channel(float* samples, const int16_t* in, int mic, int32_t channels);
+// Takes a block of `channels` interleaved channels apart, as unscaled floats: the oldest hop of
+// each channel's history of kFrameSize samples goes, the new samples are its newest one. Of more
+// channels than an array may have the first kMaxMics histories get zeros, and `in` is not read.
+void take_block(float (*histories)[kFrameSize], const int16_t* in, int32_t channels);
 
 // Copies the oldest hop of the overlap-add accumulator, which is complete, to `out`, and shifts the
 // accumulator by a hop.

@@ -45,10 +45,7 @@ void start_signals(Signals& signals) {
 }
 
 void take_block(Signals& signals, const int16_t* in, int mics) {
-  for (int m = 0; m < mics; ++m) {
-    slide_history(signals.history[m]);
-    take_channel(signals.history[m] + kKeptSize, in, m, mics);
-  }
+  vekbf::take_block(signals.history, in, mics);
 }
 
 void transform_signals(Signals& signals, int mics, float* power) {

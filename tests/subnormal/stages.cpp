@@ -88,9 +88,8 @@ void run_staged(Instance& instance, const int16_t* in, int16_t* out, int32_t ang
                 Sightings& seen) {
   instance.steerAngle = angle;
   watch(seen[0], block, [&] {
+    take_block(instance.micHistory, in, kMics);
     for (int m = 0; m < kMics; ++m) {
-      slide_history(instance.micHistory[m]);
-      take_channel(instance.micHistory[m] + kKeptSize, in, m, kMics);
       std::memcpy(instance.fftScratch[m], instance.micHistory[m], sizeof instance.fftScratch[m]);
       do_fft(instance.fftState, instance.fftScratch[m], as_floats(instance.micSpectrum[m]),
              kForward);

@@ -58,53 +58,77 @@ TEST(ZeroBlock, AgreesWithASumIn64BitsOnRandomBlocks) {
   }
 }
 
-TEST(SlideHistory, MovesTheNewestThreeQuartersDownAndTouchesNothingElse) {
-  std::vector<float> history(kFrameSize + 1);
-  for (size_t i = 0; i < history.size(); ++i) history[i] = static_cast<float>(i);
-  slide_history(history.data());
-  for (int i = 0; i < kFrameSize + 1; ++i) {
-    const int expected = i < kKeptSize ? i + kHopSize : i;
-    EXPECT_EQ(history[static_cast<size_t>(i)], static_cast<float>(expected)) << i;
+using Histories = float[kMaxMics][kFrameSize];
+
+// Values that no 16-bit sample has.
+float old_sample(int mic, int i) { return static_cast<float>(100000 * (mic + 1) + i); }
+void fill_with_old(Histories& histories) {
+  for (int m = 0; m < kMaxMics; ++m) {
+    for (int i = 0; i < kFrameSize; ++i) histories[m][i] = old_sample(m, i);
   }
 }
 
-TEST(TakeChannel, PicksEveryFrameOfOneMicrophoneUnscaled) {
+TEST(TakeBlock, AppendsEachChannelToItsHistoryAndTouchesNoOther) {
   Random random(12);
   for (int channels = 1; channels <= kMaxMics; ++channels) {
     Samples in(static_cast<size_t>(kHopSize * channels));
     for (int16_t& x : in) x = random.sample();
     in.front() = -32768;
     in.back() = 32767;
-    for (int mic = 0; mic < channels; ++mic) {
-      std::vector<float> samples(kHopSize + 1, 0.25f);
-      take_channel(samples.data(), in.data(), mic, channels);
-      for (int t = 0; t < kHopSize; ++t) {
-        EXPECT_EQ(samples[static_cast<size_t>(t)],
-                  static_cast<float>(in[static_cast<size_t>(t * channels + mic)]))
-            << "channel " << mic << " of " << channels << ", frame " << t;
+    Histories histories;
+    fill_with_old(histories);
+    take_block(histories, in.data(), channels);
+    for (int m = 0; m < kMaxMics; ++m) {
+      for (int i = 0; i < kFrameSize; ++i) {
+        float expected = old_sample(m, m < channels ? i + kHopSize : i);
+        if (m < channels && i >= kKeptSize) {
+          expected = static_cast<float>(in[static_cast<size_t>((i - kKeptSize) * channels + m)]);
+        }
+        ASSERT_EQ(histories[m][i], expected)
+            << "channel " << m << " of " << channels << ", place " << i;
       }
-      EXPECT_EQ(samples[kHopSize], 0.25f);
     }
   }
 }
 
-TEST(TakeChannel, ConvertsEverySampleValueExactly) {
-  Samples in(kHopSize);
-  std::vector<float> samples(kHopSize);
-  for (int first = -32768; first < 32768; first += kHopSize) {
-    for (int t = 0; t < kHopSize; ++t) in[static_cast<size_t>(t)] = static_cast<int16_t>(first + t);
-    take_channel(samples.data(), in.data(), 0, 1);
-    for (int t = 0; t < kHopSize; ++t) {
-      ASSERT_EQ(samples[static_cast<size_t>(t)], static_cast<float>(first + t));
+TEST(TakeBlock, ConvertsEverySampleValueExactly) {
+  for (int channels = 1; channels <= kMaxMics; ++channels) {
+    const int count = kHopSize * channels;
+    Samples in(static_cast<size_t>(count));
+    for (int first = -32768; first < 32768; first += kHopSize) {
+      for (int i = 0; i < count; ++i) {
+        in[static_cast<size_t>(i)] = static_cast<int16_t>(first + i / channels);
+      }
+      Histories histories;
+      fill_with_old(histories);
+      take_block(histories, in.data(), channels);
+      for (int m = 0; m < channels; ++m) {
+        for (int t = 0; t < kHopSize; ++t) {
+          ASSERT_EQ(histories[m][kKeptSize + t], static_cast<float>(first + t));
+        }
+      }
     }
   }
 }
 
-TEST(TakeChannel, MoreChannelsThanAnArrayMayHaveGiveZerosWithoutReading) {
+TEST(TakeBlock, MoreChannelsThanAnArrayMayHaveGiveZerosWithoutReading) {
   for (int32_t channels : {5, 9, 1000000, INT32_MAX}) {
-    std::vector<float> samples(kHopSize, 7.0f);
-    take_channel(samples.data(), nullptr, 3, channels);
-    EXPECT_EQ(samples, std::vector<float>(kHopSize)) << channels << " channels";
+    Histories histories;
+    fill_with_old(histories);
+    take_block(histories, nullptr, channels);
+    for (int m = 0; m < kMaxMics; ++m) {
+      EXPECT_EQ(histories[m][0], old_sample(m, kHopSize)) << channels << " channels";
+      for (int t = 0; t < kHopSize; ++t) EXPECT_EQ(histories[m][kKeptSize + t], 0.0f) << channels;
+    }
+  }
+}
+
+TEST(TakeBlock, NoChannelLeavesEverythingAlone) {
+  for (int32_t channels : {0, -1, INT32_MIN}) {
+    Histories histories;
+    fill_with_old(histories);
+    take_block(histories, nullptr, channels);
+    EXPECT_EQ(histories[0][0], old_sample(0, 0)) << channels << " channels";
   }
 }
 
