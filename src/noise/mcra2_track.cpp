@@ -32,48 +32,64 @@ constexpr float kTinyPower = 0x1p-60f;
 }  // namespace
 
 void mcra2_track(Mcra2State& state, const float* power) {
-  const float etaComp = 1.0f - state.eta;
-  const float alphaPComp = 1.0f - state.alphaP;
-  const float alphaDComp = 1.0f - state.alphaD;
-  const float rise = (1.0f - state.gamma) / (1.0f - state.beta);
+  const float eta = state.eta;
+  const float gamma = state.gamma;
+  const float beta = state.beta;
+  const float alphaP = state.alphaP;
+  const float alphaD = state.alphaD;
+  const float etaComp = 1.0f - eta;
+  const float alphaPComp = 1.0f - alphaP;
+  const float alphaDComp = 1.0f - alphaD;
+  const float rise = (1.0f - gamma) / (1.0f - beta);
+  float* const inputPower = state.inputPower;
+  float* const smoothPower = state.smoothPower;
+  float* const prevSmoothPower = state.prevSmoothPower;
+  float* const minPower = state.minPower;
+  float* const prevMinPower = state.prevMinPower;
+  float* const powerRatio = state.powerRatio;
+  const float* const delta = state.delta;
+  float* const speechFlag = state.speechFlag;
+  float* const speechProb = state.speechProb;
+  float* const smoothFactor = state.smoothFactor;
+  float* const noisePower = state.noisePower;
 
-  const auto track_bins = [&](auto lane, int k) {
+  const auto track_bins = [=](auto lane, int k) {
     using V = decltype(lane);
     const V one = V::splat(1.0f);
     const V zero = V::splat(0.0f);
 
     const V input = V::load(power + k);
-    input.store(state.inputPower + k);
+    input.store(inputPower + k);
 
-    const V prevSmooth = V::load(state.prevSmoothPower + k);
-    const V smooth = prevSmooth * V::splat(state.eta) + V::splat(etaComp) * input;
-    smooth.store(state.smoothPower + k);
-    smooth.store(state.prevSmoothPower + k);
+    const V prevSmooth = V::load(prevSmoothPower + k);
+    const V smooth = prevSmooth * V::splat(eta) + V::splat(etaComp) * input;
+    smooth.store(smoothPower + k);
+    smooth.store(prevSmoothPower + k);
 
     // The minimum rises by its look-ahead rule and falls to a lower power at once.
-    const V prevMin = V::load(state.prevMinPower + k);
-    const V creeping = V::splat(state.gamma) * prevMin +
-                       (smooth - V::splat(state.beta) * prevSmooth) * V::splat(rise);
+    const V prevMin = V::load(prevMinPower + k);
+    const V creeping =
+        V::splat(gamma) * prevMin + (smooth - V::splat(beta) * prevSmooth) * V::splat(rise);
     const V minimum = select(greater(smooth, prevMin), creeping, smooth);
-    minimum.store(state.minPower + k);
-    minimum.store(state.prevMinPower + k);
+    minimum.store(minPower + k);
+    minimum.store(prevMinPower + k);
 
     // 0/0 in a silent bin is not-a-number and compares false: no speech.
     const V ratio = smooth / minimum;
-    ratio.store(state.powerRatio + k);
-    const auto speech = greater(ratio, V::load(state.delta + k));
-    select(speech, one, zero).store(state.speechFlag + k);
+    ratio.store(powerRatio + k);
+    const auto speech = greater(ratio, V::load(delta + k));
+    select(speech, one, zero).store(speechFlag + k);
 
-    const V prob = V::splat(state.alphaP) * V::load(state.speechProb + k) +
-                   select(speech, V::splat(alphaPComp), zero);
-    prob.store(state.speechProb + k);
+    const V prob =
+        V::splat(alphaP) * V::load(speechProb + k) + select(speech, V::splat(alphaPComp), zero);
+    prob.store(speechProb + k);
 
-    const V factor = V::splat(state.alphaD) + V::splat(alphaDComp) * prob;
-    factor.store(state.smoothFactor + k);
+    const V factor = V::splat(alphaD) + V::splat(alphaDComp) * prob;
+    factor.store(smoothFactor + k);
 
     // bit-exact contract: the noise follows the smoothed power, not the input.
-    const V noise = factor * V::load(state.noisePower + k) + (one - factor) * smooth;
-    noise.store(state.noisePower + k);
+    const V noise = factor * V::load(noisePower + k) + (one - factor) * smooth;
+    noise.store(noisePower + k);
   };
 
   // The ratio of two tiny powers decides on speech like any other. A vector unit that flushes them
