@@ -19,7 +19,7 @@ using simd::f32x1;
 using simd::Pairs;
 using simd::Widest;
 
-inline constexpr int kStretchBins = 64;
+inline constexpr int kStretchBins = 128;
 
 // Bins from `from` up to and without `to`, a whole number of lane groups.
 struct Stretch {
@@ -44,6 +44,19 @@ template <class V>
   return power;
 }
 
+// What block_and_cancel has loaded of one microphone in one group of bins. Where it takes moves to
+// separate the parts of complex values, they are kept for adapt.
+template <class V>
+struct Kept {
+  Pairs<V> blocked;
+  Pairs<V> block_weight;
+  Pairs<V> cancel_weight;
+};
+
+// How many of them a stretch has: none where loads separate.
+template <class V, int kBins>
+inline constexpr int kKeptCount = simd::kLoadsSeparate<V> ? 1 : kBins / V::kLanes* kMaxMics;
+
 // The reference is the fixed beam, attenuated where the presence gain is below the threshold;
 // exactly at it, it is kept. It is taken out of each microphone, x - w r, and the output is the
 // beam less the weighted sum of what is left. bit-exact contract: the sums run in the order of the
@@ -55,7 +68,7 @@ template <class V>
 template <class V>
 [[gnu::noinline]] void block_and_cancel(const CancellerInput& input, float threshold,
                                         const CancellerState& state, const CancellerOutput& output,
-                                        Stretch bins) {
+                                        Kept<V>* kept, Stretch bins) {
   using W = decltype(widen(V{}));
   const int rows = input.rows;
   const V zero = V::splat(0.0f);
@@ -80,7 +93,9 @@ template <class V>
       const V re = minus_product(plus_product(x.re, w.im, r.im), w.re, r.re);
       const V im = x.im - plus_product(w.im * r.re, w.re, r.im);
       simd::store_bins(blocked, Pairs<V>{re, im});
-      sum = sum + simd::load_bins<V>(cancel_weight) * Pairs<V>{re, im};
+      Pairs<V> c = simd::load_bins<V>(cancel_weight);
+      sum = sum + c * Pairs<V>{re, im};
+      if constexpr (!simd::kLoadsSeparate<V>) *kept++ = {{re, im}, w, c};
       W wide_re = widen(re);
       W wide_im = widen(im);
       const V size = narrow(root);
@@ -127,9 +142,8 @@ template <class V, Division kDivision>
 
 // weight += step (error conj(input)), normalised least mean squares.
 template <class V>
-[[gnu::always_inline]] inline void adapt_weight(Complex* weight, V step, Pairs<V> error,
-                                                Pairs<V> input) {
-  Pairs<V> old = simd::load_bins<V>(weight);
+[[gnu::always_inline]] inline void adapt_weight(Complex* weight, Pairs<V> old, V step,
+                                                Pairs<V> error, Pairs<V> input) {
   Pairs<V> gradient = times_conj(error, input);
   simd::store_bins(weight, Pairs<V>{plus_product(old.re, step, gradient.re),
                                     plus_product(old.im, step, gradient.im)});
@@ -137,7 +151,7 @@ template <class V>
 
 template <class V>
 [[gnu::noinline]] void adapt(int rows, const CancellerState& state, const CancellerOutput& output,
-                             Stretch bins) {
+                             const Kept<V>* kept, Stretch bins) {
   for (int k = bins.from; k < bins.to; k += V::kLanes) {
     Pairs<V> reference = simd::load_bins<V>(&output.reference[k]);
     Pairs<V> beam = simd::load_bins<V>(&output.beam[k]);
@@ -147,9 +161,15 @@ template <class V>
     Complex* block_weight = &state.block_weights[0][k];
     Complex* cancel_weight = &state.cancel_weights[0][k];
     for (int m = 0; m < rows; ++m) {
-      Pairs<V> e = simd::load_bins<V>(blocked);
-      adapt_weight(block_weight, block_step, e, reference);
-      adapt_weight(cancel_weight, cancel_step, beam, e);
+      Kept<V> x = {};
+      if constexpr (simd::kLoadsSeparate<V>) {
+        x = {simd::load_bins<V>(blocked), simd::load_bins<V>(block_weight),
+             simd::load_bins<V>(cancel_weight)};
+      } else {
+        x = *kept++;
+      }
+      adapt_weight(block_weight, x.block_weight, block_step, x.blocked, reference);
+      adapt_weight(cancel_weight, x.cancel_weight, cancel_step, beam, x.blocked);
       blocked += kBinCount;
       block_weight += kBinCount;
       cancel_weight += kBinCount;
@@ -157,17 +177,18 @@ template <class V>
   }
 }
 
-template <class V, Division kDivision>
+template <class V, Division kDivision, int kBins>
 void cancel_stretch(const CancellerInput& input, const CancellerRules& rules,
                     const CancellerState& state, const CancellerOutput& output, Stretch bins) {
   const int from = bins.from;
   const int count = bins.to - from;
-  block_and_cancel<V>(input, rules.threshold, state, output, bins);
+  Kept<V> kept[kKeptCount<V, kBins>];
+  block_and_cancel<V>(input, rules.threshold, state, output, kept, bins);
   normalise_steps<V, kDivision>(&output.block_step[from], &state.beam_power_smooth[from],
                                 &input.beam_power[from], rules.block, rules.first, count);
   normalise_steps<V, kDivision>(&output.cancel_step[from], &state.block_power_smooth[from],
                                 &output.block_power[from], rules.cancel, rules.first, count);
-  adapt<V>(input.rows, state, output, bins);
+  adapt<V>(input.rows, state, output, kept, bins);
 }
 
 }  // namespace
@@ -177,10 +198,10 @@ void cancel_sidelobes(const CancellerInput& input, const CancellerRules& rules,
   constexpr int kLast = kBinCount - 1;
   static_assert(kLast % kStretchBins == 0 && kStretchBins % Widest::kLanes == 0);
   for (int from = 0; from < kLast; from += kStretchBins) {
-    cancel_stretch<Widest, Division::kTwoStep>(input, rules, state, output,
-                                               {from, from + kStretchBins});
+    cancel_stretch<Widest, Division::kTwoStep, kStretchBins>(input, rules, state, output,
+                                                             {from, from + kStretchBins});
   }
-  cancel_stretch<f32x1, Division::kTrue>(input, rules, state, output, {kLast, kBinCount});
+  cancel_stretch<f32x1, Division::kTrue, 1>(input, rules, state, output, {kLast, kBinCount});
 }
 
 }  // namespace VEKBF_TARGET

@@ -53,7 +53,7 @@ struct PlanarWork {
   }
 };
 
-// The same for units whose loads separate the parts (NEON).
+// The same for units whose loads separate the parts.
 struct PairedWork {
   Complex* values;
 
@@ -70,19 +70,7 @@ struct PairedWork {
 };
 
 template <class V>
-struct WorkOf {
-  using Type = PlanarWork;
-};
-#if defined(VEKBF_TARGET_NEON)
-template <>
-struct WorkOf<simd::neon::f32x4> {
-  using Type = PairedWork;
-};
-#endif
-template <class V>
-using Work = typename WorkOf<V>::Type;
-template <class V>
-inline constexpr bool kLoadsSeparate = std::is_same_v<Work<V>, PairedWork>;
+using Work = std::conditional_t<simd::kLoadsSeparate<V>, PairedWork, PlanarWork>;
 
 // Real and imaginary parts exchanged: around a forward transform this makes the inverse.
 template <class Inner>
@@ -122,7 +110,7 @@ struct WindowedInput {
   [[gnu::always_inline]] Pairs<V> load(int i) const {
     const float* x = samples + 2 * i;
     const float* w = window + 2 * i;
-    if constexpr (kLoadsSeparate<V>) {
+    if constexpr (simd::kLoadsSeparate<V>) {
       Pairs<V> values = V::load_pairs(as_complex(x));
       Pairs<V> weights = V::load_pairs(as_complex(w));
       values = {values.re * weights.re, values.im * weights.im};
@@ -147,7 +135,7 @@ struct WindowedOutput {
   [[gnu::always_inline]] void store(int i, Pairs<V> c) const {
     float* x = samples + 2 * i;
     const float* w = window + 2 * i;
-    if constexpr (kLoadsSeparate<V>) {
+    if constexpr (simd::kLoadsSeparate<V>) {
       Pairs<V> weights = V::load_pairs(as_complex(w));
       store_pairs(as_complex(x), Pairs<V>{c.re * weights.re, c.im * weights.im});
     } else {

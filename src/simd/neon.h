@@ -382,6 +382,8 @@ template <>
 inline constexpr bool kFlushesSubnormals<neon::f32x4> = true;
 #endif
 template <>
+inline constexpr bool kLoadsSeparate<neon::f32x4> = true;
+template <>
 inline constexpr bool kPassesPay<neon::f32x4> = false;
 
 }  // namespace simd

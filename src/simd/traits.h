@@ -17,6 +17,10 @@ inline constexpr bool kFlushesSubnormals = false;
 template <class V>
 inline constexpr bool kSubnormalsAreSlow = false;
 
+// True if V::load_pairs and store_pairs separate and join the parts at no further cost (NEON).
+template <class V>
+inline constexpr bool kLoadsSeparate = false;
+
 // True if several short loops over stored intermediate values are faster than one long loop. The
 // long one takes fewer instructions, and processors that execute in order lose nothing by it.
 template <class V>
