@@ -39,6 +39,15 @@ WINDOW = 150
 BRANCH = re.compile(r"(b|bl|bx|blx|br|blr|ret|cbn?z|tbn?z|tb[bh]|b\.?[a-z]{2})(\.[wn])?$")
 
 
+def is_short(word):
+    """Whether it begins with a Thumb instruction of two bytes."""
+    return int(word[2:4], 16) < 0xE8
+
+
+def halves(word):
+    return [word[:4], word[4:]] if len(word) == 8 and is_short(word) else [word]
+
+
 def record(machine, plugin, folder, runner, algorithm, shape):
     """The executed instructions as encodings: '@' before those of 32-bit ARM state, which Thumb code calls."""
     trace = pathlib.Path(folder) / "trace"
@@ -54,7 +63,10 @@ def record(machine, plugin, folder, runner, algorithm, shape):
                 executed.extend(blocks[number])
             else:
                 # A long instruction of Thumb begins with a half that is 0xe800 or more; the emulator does not tell the state.
-                is_thumb = any(len(word) == 4 for word in words) or all(int(word[2:4], 16) >= 0xE8 for word in words)
+                is_thumb = any(len(word) == 4 for word in words) or not any(map(is_short, words))
+                if thumb and is_thumb:
+                    # The emulator gives two short ones as one now and then.
+                    words = [part for word in words for part in halves(word)]
                 blocks[number] = words if is_thumb or not thumb else ["@" + word for word in words]
     # Without if-then, whose condition would hang over to whatever is decoded next.
     return [word for word in executed if not (len(word) == 4 and word[2:] == "bf" and word[1] != "0")]
