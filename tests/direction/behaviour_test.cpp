@@ -53,11 +53,7 @@ TEST(DirectionBehaviour, NothingIsSaidBeforeASound) {
 }
 
 // However loud it is, and although it has a direction: not in a minute of it.
-#ifdef VEKBF_EMULATED
-constexpr size_t kSteadySeconds = 10;
-#else
 constexpr size_t kSteadySeconds = 60;
-#endif
 enum class SteadyNoise { kOwn, kHiss, kFan, kAround };
 
 std::vector<int16_t> minute_of(SteadyNoise kind, const VekBfInit& array, double level) {
