@@ -38,14 +38,13 @@ bool is_there(const char* path) {
 }
 
 bool check_file(const char* path, const Values& read, Message& message) {
-  if (read.micCount > 0 && (read.pickCount == 0 || read.pickCount == read.micCount)) return true;
-  message << path;
+  Message fault;
   if (read.micCount == 0) {
-    message << ": describes no array: mics gives the positions";
-  } else {
-    message << ": channels is one number per microphone: " << int64_t{read.micCount} << ", not "
-            << int64_t{read.pickCount};
+    fault << "describes no array: mics gives the positions";
+  } else if (check_picks(read, fault)) {
+    return true;
   }
+  message << path << ": " << fault.line();
   return false;
 }
 
@@ -77,15 +76,21 @@ bool read_array(const char* path, Values& values, Message& message) {
 const char* arrays_folder() { return VEKBF_ARRAYS_FOLDER; }
 
 bool take_array_file(Text text, const char* folder, Values& values, Message& message) {
-  if (text.size == 0) return false;
+  // A file that describes an array names no other file: it could name itself.
+  if (text.size == 0 || values.describesArray) return false;
   const bool named = !is_path(text);
+  if (named && find(text, ':') < text.size) return false;  // a shape with a fault in it
   char* const path = named ? installed_path(text, folder) : copy_text(text);
   if (path == nullptr) {
     message << kNoMemory;
     return false;
   }
-  bool read = !named || is_there(path);
-  if (read) {
+  bool read = false;
+  if (named && !is_there(path)) {
+    message << "array is " << kSettings[kArray].right << " or the name of a file in " << folder
+            << ", not ";
+    message.quote(text);
+  } else {
     Message fault;
     read = read_array(path, values, fault);
     if (!read) {

@@ -15,21 +15,11 @@ namespace {
 
 constexpr double kLongestHold = VEK_DIR_MAX_HOLD_MS / 1000.0;
 
-// The array of a file, or the fault that names where installed arrays are. A file that describes an
-// array names no other file: it could name itself.
-bool take_other_array(Text value, Values& values, Message& message) {
-  if (values.describesArray || find(value, ':') < value.size) return false;
-  if (take_array_file(value, arrays_folder(), values, message)) return true;
-  if (!message.empty()) return false;
-  message << "array is " << kSettings[kArray].right << " or the name of a file in "
-          << arrays_folder() << ", not ";
-  message.quote(value);
-  return false;
-}
-
 bool take_array(Text value, Values& values, Message& message) {
   values.arrayPickCount = 0;
-  if (!parse_shape(value, values) && !take_other_array(value, values, message)) return false;
+  if (!parse_shape(value, values) && !take_array_file(value, arrays_folder(), values, message)) {
+    return false;
+  }
   values.fromShape = true;
   values.geometry = VEK_BF_UNIFORM_LINEAR_ARRAY;
   for (const Key other : {kMics, kGeometry}) {

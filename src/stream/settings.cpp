@@ -104,6 +104,14 @@ bool check_array(const Values& values, Message& message) {
   return true;
 }
 
+bool check_picks(const Values& values, Message& message) {
+  if (values.pickCount == 0 || values.pickCount == values.micCount) return true;
+  message << "channels is one number per microphone: " << int64_t{values.micCount} << ", not "
+          << int64_t{values.pickCount} << " as in ";
+  message.quote(text_of(values.text[kChannels]));
+  return false;
+}
+
 namespace {
 
 // Whether the direction finder, where it is asked for, takes the array.
@@ -129,10 +137,6 @@ bool check_direction(const Values& values, uint32_t sampleRate, Message& message
   return false;
 }
 
-}  // namespace
-
-namespace {
-
 // The fault of microphones that are in channels which the sound does not have.
 void refuse_picks(const Values& values, int32_t channels, const Picks& picks, Message& message) {
   if (values.pickCount > 0) {
@@ -154,13 +158,7 @@ void refuse_picks(const Values& values, int32_t channels, const Picks& picks, Me
 }  // namespace
 
 bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message& message) {
-  if (!check_array(values, message)) return false;
-  if (values.pickCount != 0 && values.pickCount != values.micCount) {
-    message << "channels is one number per microphone: " << int64_t{values.micCount} << ", not "
-            << int64_t{values.pickCount} << " as in ";
-    message.quote(text_of(values.text[kChannels]));
-    return false;
-  }
+  if (!check_array(values, message) || !check_picks(values, message)) return false;
   if (sampleRate != 0 && (sampleRate < kLowestRate || sampleRate > kHighestRate)) {
     message << "the sample rate is " << int64_t{kLowestRate} << " to " << int64_t{kHighestRate}
             << " Hz, not " << int64_t{sampleRate};

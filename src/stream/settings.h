@@ -44,9 +44,11 @@ class Changes {
   uint32_t setIn_[kKeyCount];
 };
 
-// Null, or the fault: the array, and whether it suits the rate and the host's channels where they
-// are known (not 0).
+// False after a fault, of which `message` tells.
 bool check_array(const Values& values, Message& message);
+// Whether `channels`, if set, has one number per microphone.
+bool check_picks(const Values& values, Message& message);
+// Both, and whether the array suits the rate and the host's channels where they are known (not 0).
 bool check(const Values& values, uint32_t sampleRate, int32_t channels, Message& message);
 
 VekBfInit array_of(const Values& values, uint32_t sampleRate);
