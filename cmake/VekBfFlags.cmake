@@ -24,16 +24,15 @@ unset(CMAKE_REQUIRED_QUIET)
 # Every product is rounded before it is added, on every compiler and machine: never -ffast-math, never contraction.
 # These stand behind whatever a host project or a distributor sets, and take it back.
 # -fno-math-errno lets a square root be one instruction; it changes no value.
+# For clang -fno-unsafe-math-optimizations would also ask for exact floating-point exceptions, which most machines lack
+# (a warning). The other flags take back what it takes back, but for the subnormals of -Ofast.
 add_library(vekbf_arithmetic INTERFACE)
 target_compile_options(
   vekbf_arithmetic
-  INTERFACE -fno-fast-math -fno-unsafe-math-optimizations -fno-finite-math-only -fno-associative-math
-            -fno-reciprocal-math -fsigned-zeros $<$<CXX_COMPILER_ID:GNU>:-fno-single-precision-constant>
-            -ffp-contract=off -fno-math-errno)
-if(EMSCRIPTEN)
-  # WebAssembly has no floating-point exceptions; clang warns that it does not keep them, as the flags above ask.
-  target_compile_options(vekbf_arithmetic INTERFACE -Wno-unsupported-floating-point-opt)
-endif()
+  INTERFACE -fno-fast-math $<$<CXX_COMPILER_ID:GNU>:-fno-unsafe-math-optimizations> -fno-finite-math-only
+            -fno-associative-math -fno-reciprocal-math -fsigned-zeros
+            $<$<CXX_COMPILER_ID:GNU>:-fno-single-precision-constant> -ffp-contract=off -fno-math-errno
+            $<$<CXX_COMPILER_ID:Clang>:-fdenormal-fp-math=ieee>)
 if(VEKBF_MACHINE MATCHES "^(x86_64|i386)$")
   # gcc 12 turns neighbouring sums and differences of products into vfmsubadd although contraction is off, wherever
   # it may use that instruction (-march=x86-64-v3, native): forbid the instruction itself. It comes with AVX-512 too.
