@@ -16,9 +16,9 @@
  *
  * ## Example
  *
- * What is found with a block steers the next one, as in vek_stream.h, so that both give the same
- * samples. The angle begins as the one to look at until something is heard, such as 90. The finder
- * adds no delay.
+ * The angle found with a block steers the next block, as in vek_stream.h, so that both give the
+ * same samples. `*angle` starts as the direction to look in until a talker is heard, such as 90.
+ * The finder adds no delay.
  *
  * @code{.c}
  * #include "vek_direction.h"
@@ -42,22 +42,24 @@
  * samples are transformed, and the phase differences of the pairs of microphones are compared with
  * those that each whole degree would give.
  *
- * - Weights. Only bins that stand out count, weighted by how far: steady noise (estimated as in the
- *   beam), late reverberation (what the same bin held some 30 ms and more before, decaying) and the
- *   sound just before (what it held one transform earlier, at 16 kHz) are taken off its power
- *   first. So the onsets of speech decide, which come the straight way, and a fan or a hiss,
- * however directional, does not. At most 96 bins count in a transform, the heaviest of each band.
- * - Reverberation. The part of late reverberation in a phase difference, which comes from all sides
- *   alike and would draw it towards the broad side of the pair, is taken out.
- * - Sharpening. Low bins of near microphones tell directions only broadly: there the phase
- *   difference is taken two, four or eight times, as that of a pair so much farther apart would be,
- *   as long as it cannot turn round. The response of all bins is squared before it counts.
+ * - Weights. From the power of each bin three estimates are subtracted: steady noise (estimated as
+ *   in the beam), late reverberation (the power of the bin some 30 ms and more before, decaying)
+ *   and the sound just before (its power one transform earlier, at 16 kHz). A bin counts by the
+ *   share of its power that remains. So the onsets of speech decide, which reach the microphones
+ *   directly; the steady noise of a fan does not, however directional it is. At most 96 bins count
+ *   in a transform, those with the largest weights in each band.
+ * - Reverberation. Late reverberation arrives from all sides alike and pulls the phase difference
+ *   of a pair towards that of sound from broadside. Its part is subtracted.
+ * - Sharpening. In the low bins of close microphones the phase difference changes little with the
+ *   direction. There it is multiplied by two, four or eight, as if the pair were that much farther
+ *   apart, while the result stays within about half a turn. The response over all bins is squared
+ *   before the tracker takes it, which narrows its peaks.
  * - Tracking. About every 32 ms the evidence goes to a tracker on the grid of degrees (a max-sum
- *   filter): a talker who moves is followed at once, a talker elsewhere when enough evidence speaks
- *   for it.
+ *   filter). It follows a talker who moves at once, and a talker elsewhere when there is enough
+ *   evidence.
  *
- * An algorithm of sums, products, quotients, square roots and comparisons: the results are the
- * same, bit for bit, on every machine.
+ * The algorithm consists of sums, products, quotients, square roots and comparisons: the results
+ * are the same, bit for bit, on every machine.
  *
  * Sources: C. H. Knapp and G. C. Carter, "The generalized correlation method for estimation of time
  * delay", IEEE Trans. ASSP 24 (1976) 320-327; J. H. DiBiase, "A high-accuracy, low-latency
@@ -73,11 +75,11 @@
  *
  * ## What it cannot know
  *
- * Which of two people is meant: the loudest and longest wins, and a television is a talker. Give a
- * sector where there is more than one voice. Any sound that begins counts, not only speech: call
- * VekDir_Pause while the device itself plays. Channels that are swapped, inverted or skewed give a
- * wrong angle with high confidence. Distance and elevation are not found; a line of microphones
- * does not know its front from its back.
+ * Which of two people is meant: the one who is louder for longer wins, and a television is a
+ * talker. Give a sector where there is more than one voice. Any sound that begins counts, not only
+ * speech: call VekDir_Pause while the device itself plays. Channels that are swapped, inverted or
+ * skewed give a wrong angle with high confidence. Distance and elevation are not found; a line of
+ * microphones does not know its front from its back.
  *
  * ## Arrays and angles
  *
@@ -164,7 +166,7 @@ typedef struct VekDirConfig {
   int32_t sectorFrom;
   int32_t sectorTo; /**< see sectorFrom */
   uint32_t holdMs;  /**< milliseconds of sound a talker elsewhere needs to be followed; 0: 130 */
-  uint32_t focusDb; /**< sound so much below the loudest of late is not followed, dB; 0: 15 */
+  uint32_t focusDb; /**< sound more than this below the recent loudest is not followed, dB; 0: 15 */
 } VekDirConfig;
 
 /** What is known after a block. */
@@ -228,8 +230,8 @@ uint32_t VekDir_SetConfig(VekDirHandle handle, const VekDirConfig *config);
 uint32_t VekDir_Run(VekDirHandle handle, const int16_t *in, VekDirState *state);
 
 /**
- * Pauses the finder, or lets it go on: while it is paused no sound counts, and the angle stays. May
- * be called with every block: what repeats the state changes no angle while the finder goes on.
+ * Pauses the finder, or lets it go on: while it is paused no sound counts, and the angle stays. A
+ * call that repeats the state has no effect, so a host may call it with every block.
  *
  * @param handle the finder
  * @param on not 0: paused; 0: going on

@@ -81,9 +81,9 @@
  * With `angle = auto` the direction finder of vek_direction.h listens to every block, and what it
  * found with a block steers the next one; until it has heard a talker the angle is `angle-start`,
  * else the middle of the sector, else 90. It adds no delay. VekStream_Steer still wins, and
- * VekStream_SteerAsSet gives the angle back to the finder, which has gone on listening. What it has
- * heard VekStream_GetDirection tells. A talker in a sector is followed where `sector` gives one;
- * `hold` and `focus` are those of VekDirConfig, in seconds and decibels.
+ * VekStream_SteerAsSet gives the angle back to the finder, which has gone on listening.
+ * VekStream_GetDirection tells what it has heard. `sector`, `hold` and `focus` are those of
+ * VekDirConfig, in degrees, seconds and decibels.
  *
  * ## Digital silence
  *
@@ -146,8 +146,8 @@ typedef struct VekStream VekStream;
  *   space, above 0 and at most 100 m. A text with a slash in it, or with .conf at its end, is the
  *   path of a file that describes an array; any other text is NAME of the file NAME.conf among the
  *   installed ones, in share/vekbf/arrays. Such a file has the form of VekStream_ReadFile and the
- *   words `array` (a shape), `mics`, `mic`, `geometry` and `channels` only; its `channels` hold
- *   where the setting `channels` is not set.
+ *   words `array` (a shape), `mics`, `mic`, `geometry` and `channels` only; its `channels` apply
+ *   unless the setting `channels` is set.
  * - `mics` is all positions at once, in metres: "x,y; x,y; ...". Spaces around a number are
  *   allowed, and a + before it.
  * - `mic` adds one position, x,y. The first one replaces the array of former layers, the next ones
@@ -195,7 +195,7 @@ const char *VekStream_Set(VekStreamSettings *settings, const char *key, const ch
  * Reads a file of settings: the --config file of the command line tool.
  *
  * Each line is empty, a comment that begins with # or ;, or `key = value`. A value may stand in
- * quotes, "..." or '...'; behind a value a comment may follow. `mic` takes a list too:
+ * quotes, "..." or '...'; a comment may follow a value. `mic` takes a list too:
  * mic = ["0,0", "0.05,0"]. Either all lines of the file are taken or none.
  *
  * @param settings the settings
@@ -205,7 +205,8 @@ const char *VekStream_Set(VekStreamSettings *settings, const char *key, const ch
 const char *VekStream_ReadFile(VekStreamSettings *settings, const char *path);
 
 /**
- * Answers for a key that is no setting of a stream; a host's own words may then stand in the file.
+ * A host's function for keys that are not settings of a stream, so that a file may hold keys of the
+ * host too.
  *
  * @param user what was given to VekStream_ReadFileWith
  * @param key,value as they stand in the file, without quotes
@@ -218,7 +219,7 @@ typedef const char *VekStreamOther(void *user, const char *key, const char *valu
  *
  * @param settings the settings
  * @param path the file
- * @param other is called with each key that is no setting of a stream, in their order
+ * @param other is called with each key that is not a setting of a stream, in the order of the file
  * @param user is given to it
  * @return NULL, or the fault
  */
@@ -247,13 +248,13 @@ typedef struct VekStreamKey {
  * The settings that there are.
  *
  * @param index from 0
- * @return the description, or NULL behind the last; it lives as long as the process
+ * @return the description, or NULL after the last; it lives as long as the process
  */
 const VekStreamKey *VekStream_Key(size_t index);
 
 /**
- * The text of one setting: as it was set, else its default. Of the array that key has a text which
- * describes it, the others have none; the positions of `mic` are those of `mics`.
+ * The text of one setting: as it was set, else its default. Of `array`, `mics` and `mic` only the
+ * key that describes the array has a text; positions given by `mic` are in the text of `mics`.
  *
  * @param settings the settings
  * @param key the name of the setting
@@ -275,7 +276,7 @@ double VekStream_GetNumber(VekStreamSettings *settings, const char *key);
  * The array as the beamformer takes it: bitWidth is 16, micNum the number of microphones.
  *
  * @param settings the settings
- * @param sampleRate goes into the record unseen
+ * @param sampleRate is copied into the record unchecked
  * @param array where the record is written to
  * @return NULL, or the fault: there is no array yet, or one without steering that is not forced
  */
@@ -302,8 +303,8 @@ void VekStream_GetDirectionConfig(const VekStreamSettings *settings, VekDirConfi
  *
  * @param settings the settings
  * @param picks where one number for each microphone is written to; the first channel is 1
- * @return how many; 0 where neither `channels` nor the file of the array says it, and every channel
- * is a microphone
+ * @return how many; 0 if neither `channels` nor the file of the array names any: every channel is
+ * then a microphone
  */
 int32_t VekStream_GetPicks(const VekStreamSettings *settings, int32_t picks[VEK_BF_MAX_MICS]);
 
@@ -368,8 +369,9 @@ void VekStream_SteerAsSet(VekStream *stream);
 int32_t VekStream_GetDirection(const VekStream *stream, VekDirState *state);
 
 /**
- * While a device plays itself nothing that is heard counts, and the angle stays. Holds from the
- * next block on, and through a restart. May be called by any thread.
+ * Pauses the direction finder, as while the device itself plays, or lets it go on: while it is
+ * paused no sound counts, and the angle stays. Takes effect with the next block and lasts through a
+ * restart. May be called by any thread.
  *
  * @param stream the stream
  * @param on not 0: paused; 0: going on
@@ -389,7 +391,7 @@ int32_t VekStream_GetMap(VekStream *stream, float map[VEK_DIR_MAP_DEGREES]);
  * The angle of the block that was begun last. May be called by any thread.
  *
  * @param stream the stream
- * @return degrees; before the first block, those that it would have
+ * @return degrees; before the first block, the angle that it would have
  */
 int32_t VekStream_GetAngle(const VekStream *stream);
 
@@ -475,7 +477,7 @@ void VekStream_Process(VekStream *stream, int32_t format, const void *const chan
  * @param stream the stream
  * @param format of the samples of both sides
  * @param samples frames of as many channels as the stream was opened for
- * @param out where the samples are written to, one behind the other; may be `samples`
+ * @param out where the samples are written to, one after the other; may be `samples`
  * @param frames any number
  */
 void VekStream_ProcessInterleaved(VekStream *stream, int32_t format, const void *samples, void *out,

@@ -78,7 +78,7 @@ class Direction:
         sound_speed: in m/s, a whole number of at least 1.
         sector: (from, to) in degrees, counter-clockwise: only a talker inside is followed. None: everywhere.
         hold: seconds of sound that a talker elsewhere needs before he is followed.
-        focus: dB; what is so much softer than the loudest of late is not followed.
+        focus: dB; sound more than this below the recent loudest is not followed.
 
     Raises:
         VekBfError: the library refuses a value; the error carries its code.

@@ -259,7 +259,7 @@ const Setting kSettings[kKeyCount] = {
        return in_range(value, 0.0, kLongestHold, values.hold);
      }},
     {{"focus", "DECIBELS", "15",
-      "With angle auto: sound softer than the recent loudest by more is not followed, 1 to 96"},
+      "With angle auto: sound more than this below the recent loudest is not followed, 1 to 96"},
      "a whole number of decibels from 1 to 96",
      [](Text value, Values& values, Message&) {
        return in_range(value, 1, static_cast<int32_t>(VEK_DIR_MAX_FOCUS_DB), values.focus);
