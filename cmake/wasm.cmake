@@ -15,6 +15,6 @@ if(NOT VEKBF_PORTABLE)
   string(APPEND CMAKE_CXX_FLAGS_INIT " -msimd128")
 endif()
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-sALLOW_MEMORY_GROWTH=1")
-# The glue takes node 18's fetch for a browser's.
+# Emscripten's glue code mistakes node 18's fetch for that of a browser.
 find_program(VEKBF_NODE NAMES node nodejs REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${VEKBF_NODE} --no-experimental-fetch)

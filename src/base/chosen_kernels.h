@@ -10,12 +10,6 @@
 
 namespace vekbf {
 
-inline namespace VEKBF_TARGET {
-extern const DspKernels kDspKernels;
-extern const NoiseKernels kNoiseKernels;
-extern const BeamKernels kBeamKernels;
-}  // namespace VEKBF_TARGET
-
 #if defined(VEKBF_AVX2)
 
 namespace on_avx2 {

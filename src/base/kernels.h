@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The functions with the hot loops, as tables: each instruction set that the library was compiled
-// for has one of each kind, base/chosen_kernels.h takes that of the processor. What the functions
-// do is said in the headers of the same names.
+// for has one of each kind, base/chosen_kernels.h takes that of the processor. The headers of the
+// same names describe the functions.
 #pragma once
 
 #include <cstdint>
 
 #include "base/spectrum.h"
+#include "base/target.h"
 
 struct Mcra2State;
 struct RealFftPlan;
@@ -47,5 +48,11 @@ struct BeamKernels {
                            const CancellerState& state, const CancellerOutput& output);
   void (*add_halved)(int16_t (&overlap)[kFrameSize], const Frame& frame);
 };
+
+inline namespace VEKBF_TARGET {
+extern const DspKernels kDspKernels;
+extern const NoiseKernels kNoiseKernels;
+extern const BeamKernels kBeamKernels;
+}  // namespace VEKBF_TARGET
 
 }  // namespace vekbf

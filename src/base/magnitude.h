@@ -10,8 +10,8 @@ namespace vekbf {
 inline namespace VEKBF_TARGET {
 
 // |re + i im|, the same float as cabsf: the squares are exact in double precision, so only the sum
-// and the root are rounded before the final rounding. If one part is infinite the
-// result is infinite, even if the other part is not a number.
+// and the root are rounded before the final rounding. If one part is infinite,
+// the result is infinite, even if the other part is not a number.
 inline float magnitude(float re, float im) {
   const double x = re;
   const double y = im;

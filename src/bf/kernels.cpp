@@ -10,7 +10,6 @@
 namespace vekbf {
 inline namespace VEKBF_TARGET {
 
-extern const BeamKernels kBeamKernels;
 const BeamKernels kBeamKernels = {
     .form_fixed_beam = vekbf::form_fixed_beam,
     .delay_and_sum = vekbf::delay_and_sum,

@@ -112,7 +112,7 @@ void find_means(ComplexValues& means, const Group& group, const ComplexValues* p
   }
 }
 
-// Of each bin that counts.
+// The share of late reverberation in the power of each bin that counts.
 void find_late_shares(Values& shares, const float* power, const float* late,
                       const ReliableBins& reliable) {
   for (int c = 0; c < reliable.count; ++c) {
@@ -121,8 +121,8 @@ void find_late_shares(Values& shares, const float* power, const float* late,
   }
 }
 
-// Makes the mean phase differences of a group's pairs the phase of what is left without late
-// reverberation. None stays none.
+// Subtracts late reverberation from the mean phase differences of a group's pairs, and makes each
+// of them a phase again. A mean of 0 stays 0.
 void take_off_late(ComplexValues& means, const Values& lateShares, const int16_t* diffuse,
                    const ReliableBins& reliable) {
   constexpr float kStep = 1.0f / static_cast<float>(kCoherenceSteps);

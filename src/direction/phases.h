@@ -6,8 +6,8 @@
 //
 // Late reverberation comes from everywhere alike: two microphones hear it with the coherence
 // sin(kappa) / kappa (E. A. P. Habets and S. Gannot, "Generating sensor signals in isotropic noise
-// fields", JASA 122 (2007) 3464-3470), which draws every phase towards that of sound from the side
-// of the pair. So its share is taken off before the phase counts.
+// fields", JASA 122 (2007) 3464-3470), which pulls every phase difference towards that of sound
+// from broadside. So its share is subtracted first.
 #pragma once
 
 #include "base/spectrum.h"

@@ -53,7 +53,7 @@ void multiply_from(int32_t i, int32_t count, float* out, const float* in, const 
 int32_t transformed_samples(const FftState& state) { return 2 * state.plan->ncfft; }
 
 void forward(FftState* state, const float* in, float* windowed, float* out) {
-  Complex* spectrum = reinterpret_cast<Complex*>(out);
+  Complex* spectrum = as_complex(out);
   const bool done =
       vekbf::dsp_kernels().windowed_forward(spectrum, in, windowed, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, windowed, in,
@@ -61,7 +61,7 @@ void forward(FftState* state, const float* in, float* windowed, float* out) {
 }
 
 void inverse(FftState* state, const float* in, float* out) {
-  const Complex* spectrum = reinterpret_cast<const Complex*>(in);
+  const Complex* spectrum = as_complex(in);
   const vekbf::DspKernels& kernels = vekbf::dsp_kernels();
   const bool done = kernels.windowed_inverse(out, spectrum, state->window, state->plan);
   multiply_from(done ? transformed_samples(*state) : 0, state->fftSize, out, out, state->window);

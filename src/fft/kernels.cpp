@@ -8,7 +8,6 @@
 namespace vekbf {
 inline namespace VEKBF_TARGET {
 
-extern const DspKernels kDspKernels;
 const DspKernels kDspKernels = {
     .windowed_forward = fft::windowed_forward,
     .windowed_inverse = fft::windowed_inverse,

@@ -8,7 +8,6 @@
 namespace vekbf {
 inline namespace VEKBF_TARGET {
 
-extern const NoiseKernels kNoiseKernels;
 const NoiseKernels kNoiseKernels = {
     .mcra2_track = vekbf::mcra2_track,
     .bin_likelihoods = kDetectorState ? vekbf::bin_likelihoods : nullptr,

@@ -15,9 +15,9 @@ namespace vekbf {
 // probability and decision are not computed, and the fields that hold them stay as vad_init leaves
 // them. No output sample depends on them.
 #if defined(VEKBF_NO_DETECTOR_STATE)
-constexpr bool kDetectorState = false;
+inline constexpr bool kDetectorState = false;
 #else
-constexpr bool kDetectorState = true;
+inline constexpr bool kDetectorState = true;
 #endif
 
 }  // namespace vekbf

@@ -39,6 +39,7 @@ struct f32x8 {
   static f32x8 splat(float x) { return {_mm256_set1_ps(x)}; }
   static Pairs<f32x8> load_pairs(const Complex* p);
   static Pairs<f32x8> copy_pairs(Complex* to, const Complex* from);
+  static Pairs<f32x8> load_repeated_four(const Complex* p);
   // The order of bins is 0 1 4 5 2 3 6 7.
   static Pairs<f32x8> load_bins(const Complex* p);
   static Pairs<f32x8> copy_bins(Complex* to, const Complex* from);
@@ -157,7 +158,7 @@ inline Pairs<f32x8> split_pairs(__m256 a, __m256 b) {
 inline Pairs<f32x8> f32x8::load_pairs(const Complex* p) {
   return split_pairs(load_halves(&p[0].re, &p[4].re), load_halves(&p[2].re, &p[6].re));
 }
-inline Pairs<f32x8> load_repeated_four(const Complex* p) {
+inline Pairs<f32x8> f32x8::load_repeated_four(const Complex* p) {
   const __m128 low = _mm_loadu_ps(&p[0].re);
   const __m128 high = _mm_loadu_ps(&p[2].re);
   return split_pairs(_mm256_set_m128(low, low), _mm256_set_m128(high, high));

@@ -14,7 +14,8 @@
 //   any(mask), any_nan(v)                             true for one lane or more
 //   V::load_pairs(p), store_pairs(p, c)               complex values, split into re and im
 //   V::copy_pairs(to, from)                           copies, and returns what was copied
-//   V::load_bins, V::copy_bins, V::store_bins, V::in_order_of_bins(v)    optional: see below
+//   V::load_bins, V::copy_bins, V::store_bins, V::in_order_of_bins(v), V::load_repeated_four
+//                                                     optional: see below
 //   load_columns(base, offsets, a, b, c, d)           lane i: four floats at base + offsets[i]
 //   reciprocal_two_step(d), reciprocal_estimate(d)    see base/reciprocal.h
 //   add_truncated(sums, v)                            int16 sums[i] += saturated v[i], wraps
@@ -38,8 +39,6 @@
 // Local variables of doubles, of pairs and of records of them are not const: gcc 12 does
 // not take a constant record apart, and leaves it in memory.
 #pragma once
-
-#include <type_traits>
 
 #include "base/complex.h"
 #include "base/target.h"
@@ -82,12 +81,13 @@ using Widest = f32x4;
 // The first kBlock values, repeated to fill all lanes.
 template <class V, int kBlock>
 [[gnu::always_inline]] inline Pairs<V> load_repeated(const Complex* p) {
-#if defined(VEKBF_TARGET_AVX2)
-  if constexpr (std::is_same_v<V, avx2::f32x8> && kBlock == 4) return avx2::load_repeated_four(p);
-#endif
-  Complex values[V::kLanes];
-  for (int i = 0; i < V::kLanes; ++i) values[i] = p[i % kBlock];
-  return V::load_pairs(values);
+  if constexpr (kBlock == 4 && requires { V::load_repeated_four(p); }) {
+    return V::load_repeated_four(p);
+  } else {
+    Complex values[V::kLanes];
+    for (int i = 0; i < V::kLanes; ++i) values[i] = p[i % kBlock];
+    return V::load_pairs(values);
+  }
 }
 
 // Bins of a spectrum and values beside them (a power, a gain), lane by lane, where no operation

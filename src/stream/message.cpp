@@ -9,8 +9,8 @@ namespace {
 
 constexpr size_t kLongestQuote = 400;  // bytes
 
-// Bytes of the UTF-8 character at the head of `text`; 0 if there is none or it is a
-// control character.
+// Bytes of the UTF-8 character at the head of `text`; 0 if there is none or it is a control
+// character.
 size_t printable_length(Text text) {
   const auto byte = [&](size_t i) { return static_cast<unsigned char>(text.begin[i]); };
   const unsigned head = byte(0);
