@@ -2,12 +2,15 @@
 /*
  * ALSA plug-in of type "vekbf": the channels of its slave in, one channel of beam out,
  * VEK_STREAM_DELAY frames late (an external plug-in cannot report a delay). Settings are fields of
- * its definition: the words of the tool's option file, with _ for -, and slave.pcm   the device
- * with the microphones config      an option file, read before the other fields angle_file  a text
- * file with the angle; read with every transfer, so that any program can turn the beam
+ * its definition: the words of the tool's option file, with _ for -, and
+ * - slave.pcm: the device with the microphones;
+ * - config: an option file, read before the other fields;
+ * - angle_file: a text file with the angle, read with every transfer, so that any program can turn
+ *   the beam.
  */
 #include <alsa/asoundlib.h>
 #include <alsa/pcm_external.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
@@ -76,6 +79,9 @@ static int begin(snd_pcm_extplug_t *ext) {
   }
   if (beam->angleFile != NULL && beam->angleDescriptor < 0) {
     beam->angleDescriptor = open(beam->angleFile, O_RDONLY | O_CLOEXEC);
+    if (beam->angleDescriptor < 0)
+      SNDERR("vekbf: angle_file %s: %s; the angle is that of the definition", beam->angleFile,
+             strerror(errno));
   }
   return 0;
 }

@@ -160,6 +160,16 @@ class Alsa(HostTest):
         rest = np.flatnonzero(~same[1])
         self.assertLessEqual(int(rest[-1]) + 1 - turned, 384)
 
+    def test_an_angle_file_that_is_not_there_is_one_line(self):
+        missing = self.folder / "missing"
+        environment = self.configuration(
+            self.card() + f'pcm.beam {{ type vekbf slave.pcm "card" array "line:4:80mm" angle 60 angle_file "{missing}" }}\n'
+        )
+        result, beam = self.arecord(environment, "beam")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(sum(str(missing) in line for line in result.stderr.splitlines()), 1, result.stderr)
+        self.assert_beam(beam, "--array", "line:4:80mm", "--angle", 60)
+
     def test_refusals_in_one_line(self):
         faults = {
             'array "line:7:80mm"': ("array", "line:7:80mm"),
