@@ -70,7 +70,8 @@ class DirectionTest(unittest.TestCase):
     def test_the_beam_finds_its_talker(self):
         for geometry, angle in ((LINE, 60), (SQUARE, 251)):
             samples = recording(geometry, angle)
-            found = finder(geometry).process(samples).angle
+            track = finder(geometry).process(samples)
+            found = track.angle
             # What is found with a block steers the next one; straight ahead until something is heard.
             angles = np.concatenate([[90], np.where(found < 0, 90, found)])
             with beam(geometry) as steered, beam(geometry) as auto:
@@ -79,7 +80,7 @@ class DirectionTest(unittest.TestCase):
                 np.testing.assert_array_equal(np.concatenate([*given, auto.flush()])[: len(expected)], expected)
                 self.assertEqual(auto.talker.angle, -1)  # a new signal
                 auto.process_float(samples / 32768.0, "auto")
-                self.assertEqual((auto.talker.angle, auto.angle), (found[-1], found[-1]))
+                self.assertEqual((auto.talker, auto.angle), (tuple(each[-1] for each in track), found[-1]))
                 self.assertEqual(steered.talker, (-1, False, 0.0, 0))
                 # By hand, and back: it has listened meanwhile.
                 auto.process(samples[:256], 10)

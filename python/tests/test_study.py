@@ -137,6 +137,7 @@ class DirectionTest(unittest.TestCase):
         speaks[:100] = False
         off = np.full(1000, 3.0)
         off[:150] = 180
+        off[120:125] = 3  # too few in a row for a lock
         off[900:] = 40
         score = study_direction.score(off, speaks)
         # Judged from a second after block 100 on: 675 blocks at 3 degrees, 100 at 40.

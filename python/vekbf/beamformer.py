@@ -311,11 +311,8 @@ class Beamformer:
             raise ValueError("the setting `angle` is not auto")
         if self._counted().frames != self._earlier.frames:
             raise ValueError("angle='auto' holds from the beginning of a signal: give it with the first samples")
-        try:
-            self._settings["angle"] = "auto"
-            opened = self._settings._open(self._rate, self._channels).value
-        finally:
-            self._settings["angle"] = "90"
+        self._settings["angle"] = "auto"
+        opened = self._settings._open(self._rate, self._channels).value
         self._release()
         self._stream, self._steered = opened, None
 
