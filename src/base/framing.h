@@ -12,9 +12,9 @@ namespace vekbf {
 // True when the squares of the first 128 values add up to 0 modulo 2^32.
 bool is_zero_block(const int16_t* in);
 
-// Takes a block of `channels` interleaved channels apart, as unscaled floats: the oldest hop of
-// each channel's history of kFrameSize samples goes, the new samples are its newest one. Of more
-// channels than an array may have the first kMaxMics histories get zeros, and `in` is not read.
+// Drops the oldest hop of each channel's history and appends the channel's samples of an
+// interleaved block, as unscaled floats. With more channels than an array may have, the first
+// kMaxMics histories get zeros and `in` is not read.
 void take_block(float (*histories)[kFrameSize], const int16_t* in, int32_t channels);
 
 // Copies the oldest hop of the overlap-add accumulator, which is complete, to `out`, and shifts the

@@ -69,7 +69,7 @@ void drop_evidence(Finder& finder) { finder.evidence = {}; }
 VekDirState run_block(Finder& finder, const int16_t* in) {
   if (is_zero_block(in)) return state_of(finder, false);
   ++finder.blocks;
-  take_block(finder.signals, in, finder.mics);
+  take_block(finder.signals.history, in, finder.mics);
   if (finder.age < UINT32_MAX) ++finder.age;
   if (finder.blocks % kBlocksPerTransform == 0) {
     if (finder.blocks >= kFirstTransform) gather(finder);

@@ -2,7 +2,6 @@
 #include "direction/spectra.h"
 
 #include "base/chosen_kernels.h"
-#include "base/framing.h"
 #include "fft/window.h"
 #include "simd/lanes.h"
 
@@ -42,10 +41,6 @@ void start_signals(Signals& signals) {
   transform.plan = fft_plan_lay_out(transform.planMemory, kFrameSize);
   float squares[kFrameSize];
   fft::fill_window(transform.window, squares, kFrameSize, kHamming, false);
-}
-
-void take_block(Signals& signals, const int16_t* in, int mics) {
-  vekbf::take_block(signals.history, in, mics);
 }
 
 void transform_signals(Signals& signals, int mics, float* power) {

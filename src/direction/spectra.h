@@ -28,9 +28,6 @@ struct Signals {
 
 void start_signals(Signals& signals);
 
-// Advances every microphone by one block of interleaved samples.
-void take_block(Signals& signals, const int16_t* in, int mics);
-
 // Transforms the latest frame of every microphone and writes the mean of their powers, which is at
 // least 1: far below the noise of 16-bit samples, and far from subnormal.
 void transform_signals(Signals& signals, int mics, float* power);
