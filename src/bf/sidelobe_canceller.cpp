@@ -32,7 +32,7 @@ struct Stretch {
 // carries a last-bit difference on without bound.
 enum class Division { kTwoStep, kTrue };
 
-// The power of all microphones in one group of bins once more, for parts that are infinite.
+// The power of all microphones in one group of bins, by the magnitude's rule for infinite parts.
 template <class V>
 [[gnu::noinline]] V power_by_rule(const MicSpectra& blocked, int k, int rows) {
   V power = V::splat(0.0f);
@@ -62,9 +62,10 @@ inline constexpr int kKeptCount = simd::kLoadsSeparate<V> ? 1 : kBins / V::kLane
 // beam less the weighted sum of what is left. bit-exact contract: the sums run in the order of the
 // microphones, and the products of the real part are added to it one after the other.
 //
-// The square roots of one microphone are taken while the next one is worked on: they take long, and
-// a processor that executes in order would wait for them. A power that is no number needs the rule
-// of the magnitude for an infinite part; one test covers all microphones.
+// The square roots of one microphone are computed together with the products of the next one,
+// because a processor that executes in order would wait for them. Infinite parts can make the power
+// not-a-number where the magnitude's rule gives infinity: one test of the sum covers all
+// microphones, and the power is then computed by that rule.
 template <class V>
 [[gnu::noinline]] void block_and_cancel(const CancellerInput& input, float threshold,
                                         const CancellerState& state, const CancellerOutput& output,

@@ -92,8 +92,8 @@ template <class V>
 
 // The direction of 2x from that of x, before it is rounded. This form, and of those tried only this
 // one, rounds to the floats of the library functions for every x of its domain
-// (phasor_slow_test); the first float beyond for which it does not is 0x1.33333p+12. The
-// differences of squares by way of products, 1 - 2 s^2 and 2 c^2 - 1 miss some where they vanish.
+// (phasor_slow_test); the first float that fails beyond the domain is 0x1.33333p+12. The forms
+// (c - s)(c + s), 1 - 2 s^2 and 2 c^2 - 1 fail for some x where the cosine of 2x is nearly 0.
 template <class W>
 [[gnu::always_inline]] inline Direction<W> doubled(Direction<W> x) {
   W product = x.minus_sine * x.cosine;
