@@ -32,6 +32,7 @@ constexpr float kTinyPower = 0x1p-60f;
 }  // namespace
 
 void mcra2_track(Mcra2State& state, const float* power) {
+  // Local copies: a store of floats could change the record, as far as a compiler knows.
   const float eta = state.eta;
   const float gamma = state.gamma;
   const float beta = state.beta;
