@@ -10,9 +10,9 @@ namespace vekbf::bench {
 
 constexpr Engine kLibrary = {VekBf_Init, VekBf_SetConfig, VekBf_Run, VekBf_Free};
 
-VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics) {
+VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics, uint32_t rate) {
   VekBfInit array = {};
-  array.sampleRate = 16000;
+  array.sampleRate = rate;
   array.bitWidth = 16;
   array.micNum = mics;
   array.soundSpeed = 343;
@@ -25,10 +25,11 @@ VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics
   return array;
 }
 
-Beam::Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics)
+Beam::Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
+           uint32_t rate)
     : engine_(engine), buffer_((kWorkBufferSize + 7) / 8) {
   const test::Quiet quiet;
-  const VekBfInit array = bench_array(algorithm, geometry, mics);
+  const VekBfInit array = bench_array(algorithm, geometry, mics, rate);
   const VekBfConfig config = {0.5f, 5};
   instance_ = engine_.init(buffer_.data(), &array);
   const uint32_t error = engine_.set_config(instance_, &config);

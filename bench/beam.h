@@ -22,7 +22,8 @@ extern const Engine kLibrary;
 // belongs to the benchmark's table.
 class Beam {
  public:
-  Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics);
+  Beam(const Engine& engine, VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
+       uint32_t rate = 16000);
   ~Beam();
   Beam(const Beam&) = delete;
   Beam& operator=(const Beam&) = delete;
@@ -37,6 +38,7 @@ class Beam {
 };
 
 // The array of the benchmarks: 35 mm spacing, or a radius of 35 mm.
-VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics);
+VekBfInit bench_array(VekBfAlgorithm algorithm, VekBfGeometry geometry, int mics,
+                      uint32_t rate = 16000);
 
 }  // namespace vekbf::bench

@@ -3,20 +3,11 @@
 // Times builds of the library, the plain model and FFTW3f beside each other in one process:
 //
 //   vekbf_bench FROZEN.so NAME=MODULE.so... > TIMES.json
-//
-// Each row is timed by all of them in turn, in chunks of about 25 microseconds; of a round the
-// shortest chunk counts, because whatever else the machine does only adds time, and of the rounds
-// the median. A ratio is the median of the rounds' ratios to the frozen build.
-#include <dlfcn.h>
 #include <fftw3.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -25,115 +16,15 @@
 #include "base/sizes.h"
 #include "direction_source.h"
 #include "model_side.h"
-#include "module.h"
 #include "signals.h"
+#include "timing.h"
 #include "workload.h"
 
 namespace vekbf::bench {
 namespace {
 
-inline constexpr int kRounds = 15;
-inline constexpr int kChunks = 60;
-inline constexpr double kChunkNanoseconds = 25000.0;
 inline constexpr int kPlans = 5;
 inline constexpr int kBlocks = 500;
-
-double now() {
-  return std::chrono::duration<double, std::nano>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
-
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
-using Call = std::function<void()>;
-
-// Nanoseconds of one call: of the shortest of the chunks.
-double shortest(const Call& call, int per_chunk, int chunks) {
-  double least = std::numeric_limits<double>::infinity();
-  for (int c = 0; c < chunks; ++c) {
-    const double start = now();
-    for (int i = 0; i < per_chunk; ++i) call();
-    least = std::min(least, (now() - start) / per_chunk);
-  }
-  return least;
-}
-
-struct Contestant {
-  std::string name;
-  Call call;
-};
-
-struct Result {
-  std::string name;
-  double time;   // nanoseconds
-  double ratio;  // to the first contestant
-};
-
-std::vector<Result> compare(const std::vector<Contestant>& contestants) {
-  std::vector<int> per_chunk;
-  for (const Contestant& c : contestants) {
-    const double one = shortest(c.call, 1, 20);
-    per_chunk.push_back(std::max(1, static_cast<int>(kChunkNanoseconds / one)));
-  }
-  std::vector<std::vector<double>> times(contestants.size());
-  std::vector<std::vector<double>> ratios(contestants.size());
-  for (int round = 0; round < kRounds; ++round) {
-    for (size_t i = 0; i < contestants.size(); ++i) {
-      times[i].push_back(shortest(contestants[i].call, per_chunk[i], kChunks));
-      ratios[i].push_back(times[i].back() / times[0].back());
-    }
-  }
-  std::vector<Result> results;
-  for (size_t i = 0; i < contestants.size(); ++i) {
-    results.push_back({contestants[i].name, median(times[i]), median(ratios[i])});
-  }
-  return results;
-}
-
-class Report {
- public:
-  Report() { std::printf("{"); }
-  ~Report() { std::printf("\n}\n"); }
-  Report(const Report&) = delete;
-  Report& operator=(const Report&) = delete;
-
-  void row(const std::string& name, const std::vector<Contestant>& contestants) {
-    std::printf("%s\n  \"%s\": {", first_ ? "" : ",", name.c_str());
-    first_ = false;
-    const char* separator = "";
-    for (const Result& r : compare(contestants)) {
-      std::printf("%s\"%s\": {\"ns\": %.1f, \"ratio\": %.4f}", separator, r.name.c_str(), r.time,
-                  r.ratio);
-      separator = ", ";
-    }
-    std::printf("}");
-    std::fflush(stdout);
-  }
-
- private:
-  bool first_ = true;
-};
-
-struct Build {
-  std::string name;
-  Module module;
-};
-
-Build load(const std::string& name, const char* path) {
-  void* object = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-  const auto* module =
-      object == nullptr ? nullptr : static_cast<const Module*>(dlsym(object, kModuleSymbol));
-  if (module == nullptr) {
-    std::fprintf(stderr, "vekbf_bench: %s\n", dlerror());
-    std::exit(2);
-  }
-  return {name, *module};
-}
 
 // A patient plan of a 512-point real transform. How good it is hangs on the planner's luck: the
 // best of several counts.
@@ -247,11 +138,7 @@ int main(int count, char** arguments) {
     return 2;
   }
   std::vector<Build> builds = {load("frozen", arguments[1])};
-  for (int i = 2; i < count; ++i) {
-    const char* equals = std::strchr(arguments[i], '=');
-    if (equals == nullptr) return 2;
-    builds.push_back(load({arguments[i], static_cast<size_t>(equals - arguments[i])}, equals + 1));
-  }
+  for (int i = 2; i < count; ++i) builds.push_back(load(arguments[i]));
   builds.push_back({"model", {&kModel, model_stages(), [] { return make_workload().release(); }}});
 
   Report report;

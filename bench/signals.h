@@ -12,6 +12,6 @@ namespace vekbf::bench {
 // "noise" (independent noise at each microphone), "onebit" (silence but
 // for single units), "loud" (full-scale noise). None contains a block that the library would drop
 // as a zero block.
-std::vector<int16_t> make_signal(std::string_view kind, int mics, int blocks);
+std::vector<int16_t> make_signal(std::string_view kind, int mics, int blocks, int rate = 16000);
 
 }  // namespace vekbf::bench
