@@ -27,8 +27,8 @@ namespace {
 
 inline constexpr int kSignalBlocks = 125;  // one second at 16 kHz
 inline constexpr int kMostInstances = 1000;
-inline constexpr int kBlockRuns = 1000;  // of all instances together, in one measurement
-inline constexpr int kRounds = 100;
+inline constexpr int kBlockRuns = 300;  // of all instances together, in one measurement
+inline constexpr int kRounds = 150;
 
 constexpr const char* algorithm_name(VekBfAlgorithm algorithm) {
   return algorithm == VEK_FIXED_BF ? "fixed" : "adaptive";
