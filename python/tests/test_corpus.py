@@ -478,10 +478,12 @@ class OwnClusterTest(RunTest):
     def test_no_scheduler(self):
         self.recording("a.wav")
         path = self.manifest(HEAD + "a.wav,line:2:5cm,60,\n")
-        for address in ("tcp://127.0.0.1:1", "nonsense"):
+        for address, wanted in (("tcp://127.0.0.1:1", "no scheduler answers"), ("nonsense", "no address")):
             with unittest.mock.patch("vekbf_lab.corpus_cluster.SCHEDULER_SECONDS", 0.5), warnings.catch_warnings():
                 warnings.simplefilter("ignore")  # of Dask's own libraries about each other
-                self.assertIn(address, self.refused(1, "corpus", path, self.out, "--scheduler", address))
+                said = self.refused(1, "corpus", path, self.out, "--scheduler", address)
+            self.assertIn(address, said)
+            self.assertIn(wanted, said)
         self.refused(1, "corpus", path, self.out, "--workers", "0")
         self.refused(1, "corpus", path, self.out, "--workers", "2", "--scheduler", "x")
 
