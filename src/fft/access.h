@@ -53,6 +53,16 @@ struct PlanarWork {
   }
 };
 
+// The same where `values` and all groups begin at multiples of the vectors' size.
+struct AlignedPlanarWork : PlanarWork {
+  using PlanarWork::PlanarWork;
+
+  template <class V>
+  [[gnu::always_inline]] Pairs<V> load(int i) const {
+    return {simd::load_aligned<V>(re + i), simd::load_aligned<V>(im + i)};
+  }
+};
+
 // The same for units whose loads separate the parts.
 struct PairedWork {
   Complex* values;
@@ -71,6 +81,8 @@ struct PairedWork {
 
 template <class V>
 using Work = std::conditional_t<simd::kLoadsSeparate<V>, PairedWork, PlanarWork>;
+template <class V>
+using AlignedWork = std::conditional_t<simd::kLoadsSeparate<V>, PairedWork, AlignedPlanarWork>;
 
 // Real and imaginary parts exchanged: around a forward transform this makes the inverse.
 template <class Inner>

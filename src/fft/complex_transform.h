@@ -226,17 +226,17 @@ constexpr int first_radix(int n) {
 }
 
 // What stands when only the last pass is left to do.
-template <class V>
+template <class Area>
 struct BeforeLast {
-  Work<V> work;
+  Area work;
   const Complex* line;  // twiddles of the last pass
 };
 
 // All passes but the last: the first from `in` to `a`, the others to and fro between the two work
 // areas of n values. `twiddles` holds the lines of the passes after the first. `in` may be the area
 // `b`.
-template <class V, class Source>
-inline BeforeLast<V> all_but_last(Source in, Work<V> a, Work<V> b, const Complex* twiddles, int n) {
+template <class V, class Source, class Area>
+inline BeforeLast<Area> all_but_last(Source in, Area a, Area b, const Complex* twiddles, int n) {
   int m = first_radix(n);
   if (m == 4) {
     first_pass_radix4<V>(in, a, n);
@@ -246,7 +246,7 @@ inline BeforeLast<V> all_but_last(Source in, Work<V> a, Work<V> b, const Complex
   const Complex* line = twiddles;
   for (; 4 * m < n; m *= 4) {
     pass<V>(a, b, line, n, m);
-    const Work<V> other = a;
+    const Area other = a;
     a = b;
     b = other;
     line += 3 * m;
@@ -295,7 +295,7 @@ inline void complex_transform(const Source& in, const Sink& sink, Complex* out, 
     a = b;
     b = other;
   }
-  const BeforeLast<V> rest = all_but_last<V>(in, a, b, lines_of(n, twiddles), n);
+  const BeforeLast<Work<V>> rest = all_but_last<V>(in, a, b, lines_of(n, twiddles), n);
   last_pass<V>(rest.work, sink, rest.line, n);
 }
 

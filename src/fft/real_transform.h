@@ -52,10 +52,11 @@ inline bool is_supported(const RealFftPlan* plan) {
   return plan != nullptr && is_supported(plan->ncfft);
 }
 
-// The two work areas of a transform, one behind the other.
+// The two work areas of a transform, one behind the other. (On 32-bit machines a plan may lie at a
+// multiple of four.)
 inline Complex* aligned_scratch(const RealFftPlan& plan) {
   const uintptr_t skipped = -reinterpret_cast<uintptr_t>(plan.buffer) % kScratchAlignment;
-  return plan.buffer + skipped / sizeof(Complex);
+  return reinterpret_cast<Complex*>(reinterpret_cast<char*>(plan.buffer) + skipped);
 }
 
 // The complex transform stays in the layout of the work areas: its last pass reads and writes the
@@ -65,12 +66,13 @@ template <class V, class Source>
                                                 const RealFftPlan& plan) {
   const int n = plan.ncfft;
   Complex* const scratch = aligned_scratch(plan);
-  const Work<V> first(scratch, n);
-  const Work<V> second(scratch + n, n);
-  const BeforeLast<V> rest = all_but_last<V>(in, first, second, lines_of(n, plan.twiddles), n);
+  const AlignedWork<V> first(scratch, n);
+  const AlignedWork<V> second(scratch + n, n);
+  const BeforeLast<AlignedWork<V>> rest =
+      all_but_last<V>(in, first, second, lines_of(n, plan.twiddles), n);
   last_pass<V>(rest.work, rest.work, rest.line, n);
 
-  const Work<V>& z = rest.work;
+  const Work<V>& z = rest.work;  // groups begin at bin 1 from here on
   const Pairs<simd::f32x1> z0 = z.template load<simd::f32x1>(0);
   split<V>(z, Output{out}, plan.superTwiddles, n);
   out[0] = {z0.re.v[0] + z0.im.v[0], 0.0f};
@@ -83,15 +85,16 @@ template <class V, class Sink>
                                                 const RealFftPlan& plan) {
   const int n = plan.ncfft;
   Complex* const scratch = aligned_scratch(plan);
-  const Work<V> first(scratch, n);
-  const Work<V> second(scratch + n, n);
+  const AlignedWork<V> first(scratch, n);
+  const AlignedWork<V> second(scratch + n, n);
   const Exchanged<Work<V>> merged{first};
   const simd::f32x1 sum = {{(in[0].re + in[n].re) * 0.5f}};
   const simd::f32x1 difference = {{(in[0].re - in[n].re) * 0.5f}};
   merged.store(0, Pairs<simd::f32x1>{sum, difference});
   merge<V>(Input{in}, merged, plan.superTwiddles, n);
 
-  const BeforeLast<V> rest = all_but_last<V>(first, second, first, lines_of(n, plan.twiddles), n);
+  const BeforeLast<AlignedWork<V>> rest =
+      all_but_last<V>(first, second, first, lines_of(n, plan.twiddles), n);
   const float gain = 1.0f / static_cast<float>(n);
   last_pass<V>(rest.work, Exchanged<Scaled<Sink>>{{out, gain}}, rest.line, n);
 }

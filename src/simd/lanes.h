@@ -14,6 +14,7 @@
 //   any(mask), any_nan(v)                             true for one lane or more
 //   V::load_pairs(p), store_pairs(p, c)               complex values, split into re and im
 //   V::copy_pairs(to, from)                           copies, and returns what was copied
+//   V::load_aligned(p)                                optional: p is a multiple of the vector
 //   V::load_bins, V::copy_bins, V::store_bins, V::in_order_of_bins(v), V::load_repeated_four
 //                                                     optional: see below
 //   load_columns(base, offsets, a, b, c, d)           lane i: four floats at base + offsets[i]
@@ -87,6 +88,16 @@ template <class V, int kBlock>
     Complex values[V::kLanes];
     for (int i = 0; i < V::kLanes; ++i) values[i] = p[i % kBlock];
     return V::load_pairs(values);
+  }
+}
+
+// Where a vector begins at a multiple of its size, some units load it as they compute with it.
+template <class V>
+[[gnu::always_inline]] inline V load_aligned(const float* p) {
+  if constexpr (requires { V::load_aligned(p); }) {
+    return V::load_aligned(p);
+  } else {
+    return V::load(p);
   }
 }
 

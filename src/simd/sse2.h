@@ -27,6 +27,7 @@ struct f32x4 {
   __m128 v;
 
   static f32x4 load(const float* p) { return {_mm_loadu_ps(p)}; }
+  static f32x4 load_aligned(const float* p) { return {_mm_load_ps(p)}; }
   static f32x4 splat(float x) { return {_mm_set1_ps(x)}; }
   static Pairs<f32x4> load_pairs(const Complex* p);
   static Pairs<f32x4> copy_pairs(Complex* to, const Complex* from);

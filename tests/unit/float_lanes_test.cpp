@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -283,6 +284,17 @@ TYPED_TEST(AnyLane, PairsAreSplitAndJoined) {
     EXPECT_EQ(out[0].im, 0.0f);
     EXPECT_EQ(out[kLanes + 1].re, 7.0f);
     EXPECT_EQ(out[kLanes + 1].im, 8.0f);
+  }
+}
+
+TYPED_TEST(AnyLane, AlignedLoadsGiveWhatOthersGive) {
+  constexpr size_t kLanes = TypeParam::kLanes;
+  const std::vector<float>& values = special_values();
+  for (size_t start = 0; start + kLanes <= values.size(); ++start) {
+    alignas(64) float in[2 * kLanes] = {};
+    std::copy_n(&values[start], kLanes, in + kLanes);
+    EXPECT_TRUE(same_bits(simd::load_aligned<TypeParam>(in + kLanes), TypeParam::load(in + kLanes)))
+        << start;
   }
 }
 
