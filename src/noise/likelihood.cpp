@@ -94,36 +94,38 @@ void signal_to_noise(VadState& state, const float* power, const float* noise) {
 
 template <class Functions>
 void log_likelihoods(VadState& state) {
-  float sum = 0.0f;
   const float* const prioriSnr = state.prioriSnr;
   const float* const scaledSnr = state.scaledSnr;
   float* const binLogLikelihood = state.binLogLikelihood;
-  simd::for_each_lane(state.binCount, [=, &sum](auto lane, int k) {
+  simd::for_each_lane(state.binCount, [=](auto lane, int k) {
     using V = decltype(lane);
     const V xi_plus_1 = V::load(prioriSnr + k) + V::splat(1.0f);
     const V likelihood = V::load(scaledSnr + k) - Functions::logarithm(xi_plus_1);
     likelihood.store(binLogLikelihood + k);
-    // bit-exact contract: summed in the order of the bins, not lane by lane.
-    for (int i = 0; i < V::kLanes; ++i) sum += binLogLikelihood[k + i];
   });
-  state.meanLogLikelihood = sum / static_cast<float>(state.binCount);
 }
 
+// The sum of the likelihoods is a chain of additions that waits for nothing here.
 template <class Functions>
-void gains(VadState& state) {
+void gains_and_mean(VadState& state) {
   const float* const postSnr = state.postSnr;
   const float* const scaledSnr = state.scaledSnr;
   float* const gain = state.gain;
   float* const speechPowerRatio = state.speechPowerRatio;
+  const float* const binLogLikelihood = state.binLogLikelihood;
+  float sum = 0.0f;
   KnownGains known;
-  simd::for_each_lane(state.binCount, [=, &known](auto lane, int k) {
+  simd::for_each_lane(state.binCount, [=, &sum, &known](auto lane, int k) {
     using V = decltype(lane);
     const V gamma = V::load(postSnr + k);
     const V v = V::load(scaledSnr + k);
     const V g = Functions::gain(v, gamma, known);
     g.store(gain + k);
     Functions::power(g, gamma, v).store(speechPowerRatio + k);
+    // bit-exact contract: summed in the order of the bins, not lane by lane.
+    for (int i = 0; i < V::kLanes; ++i) sum += binLogLikelihood[k + i];
   });
+  state.meanLogLikelihood = sum / static_cast<float>(state.binCount);
 }
 
 bool is_in_gain_domain(float snr) { return snr >= kGainLowestSnr && snr <= kGainHighestSnr; }
@@ -139,7 +141,7 @@ template <class Functions>
 void run_bins(VadState& state, const float* power, const float* noise) {
   signal_to_noise(state, power, noise);
   log_likelihoods<Functions>(state);
-  gains<Functions>(state);
+  gains_and_mean<Functions>(state);
 }
 
 }  // namespace
