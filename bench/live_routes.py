@@ -82,7 +82,7 @@ class Routes:
         class Descriptor(ctypes.Structure):
             Handle = ctypes.c_void_p
             _fields_ = [
-                *((name, ctypes.c_ulong) for name in ("id",)),
+                ("id", ctypes.c_ulong),
                 ("label", ctypes.c_char_p),
                 ("properties", ctypes.c_int),
                 ("name", ctypes.c_char_p),
@@ -140,7 +140,7 @@ def pipewire(seconds):
 
     class Session(test_pipewire.PipeWire):
         def runTest(self):
-            conf = self.configured(Spacing=80, Adaptive=int(self.algorithm == "adaptive"))
+            conf = self.configured(Spacing=80, Follow=0, Angle=60, Adaptive=int(self.algorithm == "adaptive"))
             if self.algorithm is None:
                 conf.write_text(re.sub(r"nodes = .*outputs = [^]]*]", COPIES, conf.read_text(), flags=re.DOTALL))
             self.start_daemons(conf)

@@ -2,13 +2,11 @@
 //
 // The package in node: the samples of the C interface whatever the chunks, the kinds of samples and the way of time.
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
-import { closeSync, mkdtempSync, openSync, readFileSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
 import { pathToFileURL } from 'node:url';
 import { Worker } from 'node:worker_threads';
+import { byHand, noise } from './by_hand.mjs';
 
 const folder = pathToFileURL(`${process.env.VEKBF_PACKAGE}/`);
 const { Beam, BeamError, load } = await import(new URL('src/index.js', folder));
@@ -19,28 +17,10 @@ const channels = 4;
 const frames = 16000;
 const turn = 64 * 128;
 const settings = { array: 'line:4:35mm', algorithm: 'adaptive', angle: 60 };
-const sound = new Int16Array(channels * frames);
-for (let i = 0, state = 1; i < sound.length; ++i) {
-  state = (Math.imul(state, 1664525) + 1013904223) | 0;
-  sound[i] = state >> 18;
-}
+const sound = noise(channels, frames);
 const floats = Float32Array.from(sound, (x) => x / 32768);
 const planes = Array.from({ length: channels }, (_, c) => floats.filter((_, i) => i % channels === c));
 const expected = byHand();
-
-/** What by_hand prints, through a file: its program ends before a pipe has taken everything. */
-function byHand() {
-  const scratch = mkdtempSync(join(tmpdir(), 'vekbf-'));
-  try {
-    const file = join(scratch, 'samples');
-    const output = openSync(file, 'w');
-    execFileSync(process.execPath, ['--no-experimental-fetch', process.env.VEKBF_BY_HAND], { stdio: ['ignore', output, 'inherit'] });
-    closeSync(output);
-    return readFileSync(file, 'utf8').trim().split('\n').map(Number);
-  } finally {
-    rmSync(scratch, { recursive: true });
-  }
-}
 
 let seed = 7;
 const below = (count) => {

@@ -10,8 +10,9 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
 import { pathToFileURL } from 'node:url';
+import { byHand, noise } from '../by_hand.mjs';
 
-const { VEKBF_PAGE, VEKBF_CHROMIUM, VEKBF_TOOL, VEKBF_BY_HAND, VEKBF_NODE_MODULES, VEKBF_PICTURES } = process.env;
+const { VEKBF_PAGE, VEKBF_CHROMIUM, VEKBF_TOOL, VEKBF_NODE_MODULES, VEKBF_PICTURES } = process.env;
 const require = createRequire(join(VEKBF_NODE_MODULES, 'x.js'));
 const puppeteer = require('puppeteer-core');
 const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
@@ -68,16 +69,6 @@ function wav(samples, channels, rate, { form = 1, bits = 16, size = samples.byte
   return Buffer.concat([head, Buffer.from(samples.buffer, samples.byteOffset, samples.byteLength)]);
 }
 
-/** The sound of by_hand.c. */
-function noise(channels, frames) {
-  const sound = new Int16Array(channels * frames);
-  for (let i = 0, state = 1; i < sound.length; ++i) {
-    state = (Math.imul(state, 1664525) + 1013904223) | 0;
-    sound[i] = state >> 18;
-  }
-  return sound;
-}
-
 const inPage = (call, file, ...rest) => page.evaluate(
   async (text, name, others) => {
     const bytes = Uint8Array.from(atob(text), (letter) => letter.charCodeAt(0)).buffer;
@@ -120,12 +111,7 @@ async function accessible(name, schemes) {
 test('the angle of the audio graph holds from the next block on: the samples of the C interface', async () => {
   // As in by_hand.c: 60 degrees, and 120 from block 64 on.
   await open();
-  const expected = execFileSync(process.execPath, ['-e', `
-    const { spawnSync } = require('node:child_process');
-    const { openSync, readFileSync } = require('node:fs');
-    const output = openSync(process.argv[2], 'w');
-    spawnSync(process.execPath, ['--no-experimental-fetch', process.argv[1]], { stdio: ['ignore', output, 'inherit'] });
-    process.stdout.write(readFileSync(process.argv[2]));`, VEKBF_BY_HAND, join(scratch, 'by-hand')]).toString().trim().split('\n').map(Number);
+  const expected = byHand();
   assert.equal(expected.length, 16000);
   const set = { shape: 'line', mics: 4, spacing: 35, algorithm: 'adaptive', angle: 60 };
   const heard = await inPage('worklet', wav(noise(4, 16000), 4, 16000), set, [[(64 * 128) / 16000, 120]]);
