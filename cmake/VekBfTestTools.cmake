@@ -4,6 +4,9 @@
 find_program(VEKBF_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
 find_program(VEKBF_PYTHON NAMES python3 REQUIRED)
 
+# Licences of all files.
+find_program(VEKBF_REUSE reuse)
+
 # vekbf_test(<name> <label> <command>... [PROPERTIES <property> <value>...]): a test with its label, which is one of
 # those by which scripts/test selects. A test that takes long has the property COST and starts before the others, so
 # that it does not run alone at the end.

@@ -20,7 +20,7 @@
 
 namespace vekbf::direction {
 
-// The most that lines of four microphones need; tests/direction/rows_test.cpp looks for more.
+// The most that lines of four microphones need; tests/direction/parts_test.cpp looks for more.
 inline constexpr int kRowFloats = 70 * 1024 / 4;
 
 inline constexpr int kMostDoublings = 3;

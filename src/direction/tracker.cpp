@@ -115,7 +115,7 @@ bool choose(Tracker& tracker, int32_t winner, float activity, int32_t hold) {
     tracker.waited = 0;
     return false;
   }
-  if (tracker.waited < INT32_MAX) ++tracker.waited;
+  ++tracker.waited;  // at most one more than the hold, which is bounded
   if (!has_led_long(tracker, hold)) return false;
   settle(tracker, winner, activity);
   return true;

@@ -185,7 +185,8 @@ void fill_phasor_rows(Spectrum* rows, const double* steps, int count) {
     int first = 1;
     for (int other = 0; other < m && first == 1; ++other) {
       first = derive_phasor_row(rows[m], steps[m], rows[other], steps[other]);
-      if (first == 1 + kHalf && other == upper.row && is_in_doubling_domain(steps[m])) {
+      // (is_doubled_later has seen that this step lies in the domain.)
+      if (first == 1 + kHalf && other == upper.row) {
         double_upper_half(rows[m], upper);
         first = kBinCount;
       }

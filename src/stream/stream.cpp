@@ -102,7 +102,9 @@ bool start(VekStream& stream) {
   stream.beam = VekBf_Init(stream.workBuffer, &stream.array);
   // The settings have been checked, so only memory can be missing; the code does not report that.
   const bool accepted = VekBf_SetConfig(stream.beam, &stream.config) == VEK_BF_OK;
+  // GCOVR_EXCL_BR_START: a beam that has its states was accepted
   if (accepted && has_states(*stream.beam)) return true;
+  // GCOVR_EXCL_BR_STOP
   stop(stream);
   return false;
 }

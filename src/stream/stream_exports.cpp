@@ -134,7 +134,7 @@ void VekStream_PauseDirection(VekStream* stream, int32_t on) {
 
 int32_t VekStream_GetMap(VekStream* stream, float map[VEK_DIR_MAP_DEGREES]) {
   if (stream == nullptr || map == nullptr || !is_open(stream->listener)) return 0;
-  return VekDir_GetMap(stream->listener.finder, map) == VEK_DIR_OK ? 1 : 0;
+  return static_cast<int32_t>(VekDir_GetMap(stream->listener.finder, map) == VEK_DIR_OK);
 }
 
 int32_t VekStream_GetAngle(const VekStream* stream) {

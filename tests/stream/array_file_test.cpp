@@ -51,6 +51,8 @@ TEST_F(ArrayFile, APathGivesPositionsAndChannels) {
   const std::string fault = said(VekStream_Check(settings.get(), 16000, 4));
   EXPECT_NE(fault.find("2,3,4,5"), std::string::npos) << fault;
   EXPECT_NE(fault.find("4 channels"), std::string::npos) << fault;
+  EXPECT_NE(said(VekStream_Check(settings.get(), 16000, 1)).find("has 1 channel:"),
+            std::string::npos);
   // What the user says wins, whichever comes first.
   EXPECT_EQ(set(settings, "channels", "1,2,3,4"), "");
   EXPECT_EQ(set(settings, "array", path), "");

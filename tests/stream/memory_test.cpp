@@ -119,6 +119,19 @@ TEST_P(StreamMemory, OfAFile) {
             5);
 }
 
+TEST_P(StreamMemory, OfAnArrayFile) {
+  const File array("pair.conf", "array = line:2:40mm\nchannels = 4,2\n");
+  EXPECT_GT(failures_of_change([&](VekStreamSettings* settings) {
+              return VekStream_Set(settings, "array", array.path.c_str());
+            }),
+            5);
+  // No file has that name, which takes memory to find out.
+  EXPECT_GT(failures_of_change([](VekStreamSettings* settings) {
+              return VekStream_Set(settings, "array", "no-such-array");
+            }),
+            0);
+}
+
 TEST_P(StreamMemory, OfAStream) {
   const Settings settings = settings_of(
       {{"array", "line:2:40mm"}, {"algorithm", "adaptive"}, {"angle-track", track_.path.c_str()}});

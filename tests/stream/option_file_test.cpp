@@ -3,6 +3,7 @@
 // The file of settings, and that of angles.
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "stream/streams.h"
 
@@ -121,6 +122,8 @@ TEST_F(OptionFile, FaultsNameTheLine) {
   expect_fault("mic = [\"0,0\"\n", {name + ":1: ", "mic", "list"});
   expect_fault("mic = [\"0,0\"] x\n", {name + ":1: ", "mic", "list"});
   expect_fault("mic = []\n", {name + ":1: ", "mic", "list"});
+  expect_fault("mic = [\n", {name + ":1: ", "mic", "list"});
+  expect_fault("mic =\n", {name + ":1: ", "mic is"});
   expect_fault("angle = [\"6\"]\n", {name + ":1: ", "angle", "'[\"6\"]'"});
   expect_fault("array = line:1:1m\nangle = 6\nmic = 0,0\n",
                {name + ":3: ", "mic", "array", "exclude"});
@@ -143,6 +146,24 @@ TEST_F(OptionFile, FaultsNameTheLine) {
   EXPECT_NE(said(VekStream_ReadFile(settings_.get(), nullptr)), "");
 }
 
+TEST_F(OptionFile, AGeometryThatTheShapeHasIsNoFault) {
+  EXPECT_EQ(read("geometry = triangle\narray = square:64mm\n"), "");
+  EXPECT_EQ(get("geometry"), "triangle");
+}
+
+TEST_F(OptionFile, ALongPathIsShortenedAndTheFaultStaysOneLine) {
+  const std::string top = own_path("folder");
+  const std::string folder =
+      top + "/" + std::string(200, 'd') + "/" + std::string(200, 'e') + "/" + std::string(200, 'f');
+  std::filesystem::create_directories(folder);
+  path_ = folder + "/options.ini";
+  const std::string line = read(std::string(500, 'k') + " = 1\n");
+  EXPECT_EQ(line.substr(0, 4), "...d");
+  EXPECT_NE(line.find("/options.ini:1: 'kkk"), std::string::npos) << line;
+  EXPECT_EQ(line.size(), 1023u);
+  std::filesystem::remove_all(top);
+}
+
 TEST_F(OptionFile, AHostMayHaveWordsOfItsOwn) {
   struct Host {
     std::string taken;
@@ -154,9 +175,9 @@ TEST_F(OptionFile, AHostMayHaveWordsOfItsOwn) {
       return nullptr;
     }
   } host;
-  write("rate = 16000\nangle = 6\njson = \"a b\"\n");
+  write("rate = 16000\nangle = 6\njson = \"a b\"\nrate =\njson =\t# nothing\n");
   EXPECT_EQ(said(VekStream_ReadFileWith(settings_.get(), path_.c_str(), Host::take, &host)), "");
-  EXPECT_EQ(host.taken, "rate=16000;json=a b;");
+  EXPECT_EQ(host.taken, "rate=16000;json=a b;rate=;json=;");
   EXPECT_EQ(get("angle"), "6");
   write("angle = 7\ncolour = red\n");
   EXPECT_EQ(said(VekStream_ReadFileWith(settings_.get(), path_.c_str(), Host::take, &host)),
@@ -168,16 +189,11 @@ TEST_F(OptionFile, ATrackThatIsNoneIsRefusedByLine) {
   const struct {
     const char* text;
     const char* words;
-  } kFaults[] = {{"", "no line"},
-                 {"# nothing\n", "no line"},
-                 {"1 2\n1 3\n", "line 2"},
-                 {"1 2\n0 3\n", "line 2"},
-                 {"1\n", "line 1"},
-                 {"1 2 3\n", "line 1"},
-                 {"1 2.5\n", "line 1"},
-                 {"nan 10\n", "line 1"},
-                 {"0 99999999999\n", "line 1"},
-                 {"\n\none two\n", "line 3"}};
+  } kFaults[] = {
+      {"", "no line"},          {"# nothing\n", "no line"}, {"1 2\n1 3\n", "line 2"},
+      {"1 2\n0 3\n", "line 2"}, {"1\n", "line 1"},          {"1 2 3\n", "line 1"},
+      {"1 2.5\n", "line 1"},    {"nan 10\n", "line 1"},     {"0 99999999999\n", "line 1"},
+      {"0 1\x01\n", "line 1"},  {"\n\none two\n", "line 3"}};
   for (const auto& fault : kFaults) {
     const std::string line = set("angle-track", write(fault.text));
     EXPECT_NE(line.find("angle-track '" + path_ + "'"), std::string::npos) << line;

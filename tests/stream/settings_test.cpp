@@ -192,6 +192,8 @@ TEST(StreamSettings, AnyBytesGiveOneLineOfUtf8) {
       set(settings, "angle", "\xff \xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80 \xc2\x9b \xe2\x82"),
       {"'? ?? ??? ???? ?? ?"
        "?'"});
+  // No second byte, and overlong with a first byte that is allowed.
+  expect_line(set(settings, "angle", "\xc3( \xe0\x80\xaf"), {"'?( ??"});
   const std::string longest(100000, 'x');
   const std::string line = set(settings, "angle", longest);
   expect_line(line, {"angle", "xxx...'"});
@@ -208,6 +210,8 @@ TEST(StreamSettings, WhatDescribesTheArrayReplacesWhatDidBefore) {
   EXPECT_EQ(set(settings, "array", "line:1:1m"), "");
   EXPECT_EQ(text_of(settings, "mics"), "nothing");
   EXPECT_EQ(text_of(settings, "geometry"), "linear");
+  EXPECT_EQ(set(settings, "mic", "0.5,0"), "");
+  EXPECT_EQ(positions(array_of(settings)), "0.5,0");
   EXPECT_EQ(set(settings, "array", "square:1m"), "");
   EXPECT_EQ(text_of(settings, "geometry"), "triangle");
   // A shape has a geometry.
@@ -284,6 +288,48 @@ TEST(StreamSettings, WhatCannotBeOpenedIsToldBefore) {
   EXPECT_EQ(VekStream_GetPicks(settings_of(picks).get(), picked), 2);
   EXPECT_EQ(picked[0], 3);
   EXPECT_EQ(picked[1], 1);
+}
+
+TEST(StreamSettings, NumbersAreDecimalWithOrWithoutAnExponent) {
+  const Settings settings(VekStream_NewSettings());
+  const std::pair<const char*, double> kNumbers[] = {
+      {"1e1", 10.0}, {"2.5E+1", 25.0}, {"-25e-1", -2.5}, {".5", 0.5}, {"5.", 5.0}, {"+3", 3.0}};
+  for (const auto& [text, value] : kNumbers) {
+    EXPECT_EQ(set(settings, "pre-gain", text), "");
+    EXPECT_EQ(VekStream_GetNumber(settings.get(), "pre-gain"), value) << text;
+  }
+  for (const std::string& text :
+       {std::string(), std::string("."), std::string("-."), std::string("e1"), std::string("1e"),
+        std::string("1E+"), std::string("1e-x"), std::string("1 e1"), std::string("1e999"),
+        std::string("0x1"), std::string("nan"), std::string("inf"),
+        std::string(200, '0').append("1")}) {
+    expect_line(set(settings, "pre-gain", text), {"pre-gain", text.substr(0, 100)});
+    EXPECT_EQ(VekStream_GetNumber(settings.get(), "pre-gain"), 3.0) << text;
+  }
+  expect_line(set(settings, "mics", "0,0; 1e39,0"), {"mics", "1e39"});
+}
+
+TEST(StreamSettings, WhatWasNotSetOrAskedForIsTold) {
+  const Settings settings(VekStream_NewSettings());
+  VekBfInit array{};
+  expect_line(said(VekStream_GetArray(settings.get(), 16000, &array)), {"array"});
+  EXPECT_EQ(array.micNum, 0);
+  EXPECT_EQ(set(settings, "array", "line:2:40mm"), "");
+  EXPECT_EQ(said(VekStream_GetArray(settings.get(), 16000, nullptr)), "");
+  for (const char* name : {static_cast<const char*>(nullptr), "nonsense"}) {
+    EXPECT_EQ(VekStream_Get(settings.get(), name), nullptr);
+    EXPECT_TRUE(std::isnan(VekStream_GetNumber(settings.get(), name)));
+  }
+  EXPECT_TRUE(std::isnan(VekStream_GetNumber(settings.get(), "angle-start")));
+  EXPECT_EQ(set(settings, "angle-start", "20"), "");
+  EXPECT_EQ(VekStream_GetNumber(settings.get(), "angle-start"), 20.0);
+  VekStream_GetConfig(settings.get(), nullptr);
+  EXPECT_EQ(VekStream_GetPicks(settings.get(), nullptr), 0);
+  // Neither the rate nor the channels are known yet.
+  EXPECT_EQ(set(settings, "angle", "auto"), "");
+  EXPECT_EQ(said(VekStream_Check(settings.get(), 0, 0)), "");
+  expect_line(said(VekStream_Check(settings.get(), 16000, 1)),
+              {"2 microphones, the sound 1 channel:"});
 }
 
 TEST(StreamSettings, NoSettingsAreToldLikeAnyFault) {
