@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""What a live beam costs by each route, beside the tool: per cent of one core, four microphones at 16 kHz in buffers of
-10 ms. Processor time of the host with the beam, less that of the same host without it; the least of some runs each, as
-other work can only add to it.
+"""The table of "A live beam by each route" in docs/performance.md: per cent of one core, four microphones at 16 kHz in
+buffers of 10 ms. Processor time of the host with the beam, less that of the same host without it, which runs just before
+it; the median of these differences and, in brackets, the least and the greatest.
 
     live_routes.py BUILD [--seconds N] [--runs N]      after building it with the preset `release`
 
-PipeWire runs in real time, in cycles of 8 ms (it takes powers of two); without the beam its filter copies the channels.
+The last two rows are in real time, for a tenth of these seconds: there the beam runs once in each buffer and finds the
+processor's caches as other work has left them. PipeWire has cycles of 8 ms (it takes powers of two), its microphones
+are silent, which costs the same, and without the beam its filter copies the channels.
 """
 
 import argparse
@@ -14,6 +16,7 @@ import io
 import os
 import re
 import resource
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -25,7 +28,6 @@ ROOT = Path(__file__).resolve().parents[1]
 RATE, CHANNELS, BUFFER = 16000, 4, 160
 LINE = "line:4:80mm"
 ALGORITHMS = ("fixed", "adaptive")
-REAL_SECONDS = 60
 
 
 def children_seconds():
@@ -51,7 +53,7 @@ class Routes:
 
     def tool(self, algorithm):
         to_file = [self.wav, self.folder / "out.wav", "--array", LINE, "--algorithm", algorithm]
-        return cost([self.build / "tools/vekbf", "process", *to_file]), 0.0
+        return cost([self.build / "tools/vekbf", "process", *to_file])
 
     def gstreamer(self, algorithm):
         environment = {"GST_PLUGIN_PATH": self.build / "plugins", "GST_REGISTRY": self.folder / "registry.bin"}
@@ -59,7 +61,8 @@ class Routes:
         source = ["filesrc", f"location={self.raw}", f"blocksize={BUFFER * 2 * CHANNELS}", "!", f"audio/x-raw,{caps}", "!"]
         beam = ["vekbf", f"array={LINE}", f"algorithm={algorithm}", "!"]
         launch = ["gst-launch-1.0", "-q", *source]
-        return cost([*launch, *beam, "fakesink"], environment), cost([*launch, "fakesink"], environment)
+        without = cost([*launch, "fakesink"], environment)
+        return cost([*launch, *beam, "fakesink"], environment) - without
 
     def alsa(self, algorithm):
         configuration = self.folder / "asound.conf"
@@ -76,9 +79,10 @@ class Routes:
             frames = ["--period-size", BUFFER, "-s", RATE * self.seconds]
             return cost([*command, *frames, "/dev/null"], {"ALSA_CONFIG_PATH": configuration})
 
-        return record("beam", 1), record("card", CHANNELS)
+        without = record("card", CHANNELS)
+        return record("beam", 1) - without
 
-    def ladspa(self, algorithm):
+    def ladspa(self, algorithm, seconds=None, pause=0.0):
         class Descriptor(ctypes.Structure):
             Handle = ctypes.c_void_p
             _fields_ = [
@@ -114,14 +118,20 @@ class Routes:
 
         def loop(run):
             before = time.process_time()
-            for at in range(0, 4 * (planar.shape[1] - BUFFER + 1), 4 * BUFFER):
+            for at in range(0, 4 * (RATE * (seconds or self.seconds) - BUFFER + 1), 4 * BUFFER):
+                if pause > 0:
+                    time.sleep(pause)
                 for channel in range(CHANNELS):
                     plugin.connect(handle, channel, starts[channel] + at)
                 run(handle, BUFFER)
             return time.process_time() - before
 
-        return loop(plugin.run), loop(lambda *_: None)
+        without = loop(lambda *_: None)
+        return loop(plugin.run) - without
 
+
+# Of a process identifier, its complement above these bits is the clock of its processor time (CPUCLOCK_SCHED of Linux).
+PROCESS_CLOCK = 2
 
 # A filter that gives the first channel on.
 COPIES = """
@@ -131,8 +141,8 @@ inputs = [ "a:In" "b:In" "c:In" "d:In" ] outputs = [ "a:Out" ]
 """
 
 
-def pipewire(seconds):
-    """Processor seconds of the filter's process, less those of one that copies, in so many seconds."""
+def pipewire_costs(seconds, runs):
+    """For each algorithm: processor seconds of the filter's process, less those of one that copies, in so many seconds."""
     os.environ["VEKBF_PIPEWIRE_CONF"] = str(ROOT / "plugins/pipewire/pipewire.conf")
     import test_pipewire
 
@@ -144,30 +154,32 @@ def pipewire(seconds):
             if self.algorithm is None:
                 conf.write_text(re.sub(r"nodes = .*outputs = [^]]*]", COPIES, conf.read_text(), flags=re.DOTALL))
             self.start_daemons(conf)
-            filter_id = self.processes[-1].pid
+            clock = (~self.processes[-1].pid << 3) | PROCESS_CLOCK
             self.start("pw-cat", "--record", "--target", "vekbf", "--rate", RATE, "--channels", 1, "/dev/null")
             time.sleep(2)
-            before = self.used(filter_id)
+            before = time.clock_gettime(clock)
             time.sleep(seconds)
-            Session.result = self.used(filter_id) - before
+            Session.result = time.clock_gettime(clock) - before
 
-        @staticmethod
-        def used(process):
-            words = Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()
-            return (int(words[11]) + int(words[12])) / os.sysconf("SC_CLK_TCK")
-
-    results = {}
-    for algorithm in (None, *ALGORITHMS):
+    def measure(algorithm):
         Session.algorithm = algorithm
         outcome = unittest.TextTestRunner(stream=io.StringIO()).run(Session())
         if not outcome.wasSuccessful():
             sys.exit("live_routes.py: PipeWire does not run\n" + (outcome.failures + outcome.errors)[0][1])
-        results[algorithm] = Session.result
-    return [results[algorithm] - results[None] for algorithm in ALGORITHMS]
+        return Session.result
+
+    costs = {algorithm: [] for algorithm in ALGORITHMS}
+    for _ in range(runs):
+        without = measure(None)
+        for algorithm in ALGORITHMS:
+            costs[algorithm].append(measure(algorithm) - without)
+    return costs
 
 
-def print_row(name, costs):
-    print(f"| {name} | {100 * costs[0]:.2f} % | {100 * costs[1]:.2f} % |", flush=True)
+def print_row(name, costs, seconds):
+    shares = [[100 * spent / seconds for spent in costs[algorithm]] for algorithm in ALGORITHMS]
+    cells = [f"{statistics.median(s):.2f} % ({min(s):.2f} to {max(s):.2f})" for s in shares]
+    print(f"| {name} | {' | '.join(cells)} |", flush=True)
 
 
 def main():
@@ -182,21 +194,21 @@ def main():
     import numpy as np
     import support
 
+    real_seconds = given.seconds // 10
     with tempfile.TemporaryDirectory() as scratch:
         routes = Routes(given.build, Path(scratch), given.seconds)
         print("| route | fixed | adaptive |\n|---|---:|---:|")
-        for name, measure in (
-            ("`vekbf process`, file to file", routes.tool),
-            ("LADSPA, LV2", routes.ladspa),
-            ("GStreamer", routes.gstreamer),
-            ("ALSA", routes.alsa),
+        for name, seconds, measure in (
+            ("`vekbf process`, file to file", given.seconds, routes.tool),
+            ("LADSPA, LV2", given.seconds, routes.ladspa),
+            ("GStreamer", given.seconds, routes.gstreamer),
+            ("ALSA", given.seconds, routes.alsa),
+            ("LADSPA, LV2, one buffer every 10 ms", real_seconds, lambda which: routes.ladspa(which, real_seconds, BUFFER / RATE)),
         ):
-            costs = []
-            for algorithm in ALGORITHMS:
-                runs = [measure(algorithm) for _ in range(given.runs)]
-                costs.append((min(run[0] for run in runs) - min(run[1] for run in runs)) / given.seconds)
-            print_row(name, costs)
-    print_row("PipeWire", [spent / REAL_SECONDS for spent in pipewire(REAL_SECONDS)])
+            measure(ALGORITHMS[0])  # what a host does once, such as GStreamer's registry
+            costs = {algorithm: [measure(algorithm) for _ in range(given.runs)] for algorithm in ALGORITHMS}
+            print_row(name, costs, seconds)
+    print_row("PipeWire", pipewire_costs(real_seconds, given.runs), real_seconds)
 
 
 if __name__ == "__main__":
