@@ -24,7 +24,6 @@
  * @property {(stream: number, map: number) => number} VekStream_GetMap
  * @property {(stream: number, format: number, samples: number, frames: number) => number} VekStream_WriteInterleaved
  * @property {(stream: number, format: number, out: number, stride: number, count: number) => number} VekStream_Read
- * @property {(stream: number) => number} VekStream_Available
  * @property {(stream: number) => void} VekStream_Finish
  * @property {(stream: number, format: number, channels: number, stride: number, out: number, outStride: number, frames: number) => void} VekStream_Process
  * @property {(stream: number, counts: number) => void} VekStream_GetCounts
