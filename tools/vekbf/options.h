@@ -34,8 +34,7 @@ struct Option {
   bool repeats() const { return name == "mic"; }
 };
 
-// The one list of options: the command line, the completions, the manual page and the tables of the
-// documents are made from it.
+// The one list of options: the command line, the completions and the manual page are made from it.
 const std::vector<Option>& option_table();
 
 }  // namespace vekbf_tool
