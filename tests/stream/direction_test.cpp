@@ -210,6 +210,7 @@ TEST(StreamDirection, PauseKeepsTheAngle) {
   EXPECT_LE(degrees_between(direction_of(stream).angle, kFirst), 3);
   float map[VEK_DIR_MAP_DEGREES] = {};
   EXPECT_EQ(VekStream_GetMap(stream.get(), map), 1);
+  EXPECT_EQ(VekStream_GetMap(stream.get(), nullptr), 0);
   EXPECT_GT(*std::max_element(map, map + VEK_DIR_MAP_DEGREES), 0.0f);
 }
 

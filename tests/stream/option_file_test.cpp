@@ -175,9 +175,9 @@ TEST_F(OptionFile, AHostMayHaveWordsOfItsOwn) {
       return nullptr;
     }
   } host;
-  write("rate = 16000\nangle = 6\njson = \"a b\"\nrate =\njson =\t# nothing\n");
+  write("rate = 16000\nangle = 6\njson = \"a b\"\nrate =\njson = b\t# nothing\n");
   EXPECT_EQ(said(VekStream_ReadFileWith(settings_.get(), path_.c_str(), Host::take, &host)), "");
-  EXPECT_EQ(host.taken, "rate=16000;json=a b;rate=;json=;");
+  EXPECT_EQ(host.taken, "rate=16000;json=a b;rate=;json=b;");
   EXPECT_EQ(get("angle"), "6");
   write("angle = 7\ncolour = red\n");
   EXPECT_EQ(said(VekStream_ReadFileWith(settings_.get(), path_.c_str(), Host::take, &host)),
