@@ -55,6 +55,8 @@ def main():
         assert given == options, given
         assert "ntested" in text
     check_debian(root, version)
+    changes = re.search(r"^## (.*)$", (root / "CHANGELOG.md").read_text(), re.MULTILINE)[1]
+    assert changes == version, f"CHANGELOG.md begins with {changes}"
     print("the recipes fit")
 
 

@@ -7,10 +7,10 @@ import { beamSettings, positions } from './state.js';
 import { rounded } from './wav.js';
 
 /** Runs blocks through an engine and calls `each` with it after every one. */
-export function runBlocks(module, setup, material, from, count, each) {
+export function runBlocks(module, setup, material, count, each) {
   const engine = new Engine(module, setup, material);
   for (let block = 0; block < count; ++block) {
-    engine.run(from + block * kBlock);
+    engine.run(block * kBlock);
     each(engine, block);
   }
   return engine;
@@ -21,7 +21,7 @@ export function sceneSamples(module, state, sounds, seconds) {
   const count = positions(state).length;
   const blocks = Math.ceil((seconds * sounds.rate) / kBlock);
   const samples = new Int16Array(blocks * kBlock * count);
-  runBlocks(module, { state, rate: sounds.rate }, { sounds }, 0, blocks, (engine, block) => {
+  runBlocks(module, { state, rate: sounds.rate }, { sounds }, blocks, (engine, block) => {
     for (let n = 0; n < kBlock; ++n) {
       for (let c = 0; c < count; ++c) samples[(block * kBlock + n) * count + c] = rounded(engine.channels[c][n] * 32768);
     }

@@ -19,9 +19,8 @@ import { FileFault, readWav, writeWav } from './wav.js';
 
 const kSceneRate = 16000;
 const kSavedSeconds = 20;
+/** From the beginning of the scene, where both people talk. */
 const kPreviewSeconds = 8;
-/** Where the preview of the scene begins: both people talk there. */
-const kPreviewFrom = 0;
 
 const $ = (id) => document.getElementById(id);
 const minus = (text) => text.replace('-', '\u2212');
@@ -292,7 +291,7 @@ function preview() {
   try {
     const blocks = Math.ceil((kPreviewSeconds * rate()) / kBlock);
     const map = new Float32Array(360);
-    const engine = runBlocks(module, setup(), materialOf(), kPreviewFrom, blocks, ({ out }) => {
+    const engine = runBlocks(module, setup(), materialOf(), blocks, ({ out }) => {
       pictures.microphone.add(out.microphone);
       pictures.beam.add(out.beam);
     });
