@@ -157,7 +157,8 @@ TEST_F(OptionFile, ALongPathIsShortenedAndTheFaultStaysOneLine) {
       top + "/" + std::string(200, 'd') + "/" + std::string(200, 'e') + "/" + std::string(200, 'f');
   std::filesystem::create_directories(folder);
   path_ = folder + "/options.ini";
-  const std::string line = read(std::string(500, 'k') + " = 1\n");
+  const std::string key(500, 'k');
+  const std::string line = read(key + " = 1\n");
   EXPECT_EQ(line.substr(0, 4), "...d");
   EXPECT_NE(line.find("/options.ini:1: 'kkk"), std::string::npos) << line;
   EXPECT_EQ(line.size(), 1023u);
