@@ -1,12 +1,12 @@
-#!/bin/sh
+#!/bin/bash
 # SPDX-License-Identifier: MIT
 #
 # Blocks under node beside the native library, in turns, the best of each: the table of "In a browser" in docs/performance.md.
 #
 #   bench/web/compare.sh RELEASE_BUILD WASM_BUILD
-set -eu
+set -euo pipefail
+native=$(realpath "$1")/bench/web_blocks package=$(realpath "$2")/web/package
 cd "$(dirname "$0")"
-native=$1/bench/web_blocks package=$2/web/package
 results=$(mktemp)
 trap 'rm -f "$results"' EXIT
 for turn in 1 2 3 4 5 6 7 8; do
