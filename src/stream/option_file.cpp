@@ -18,9 +18,8 @@ struct Reader {
   void* user;
 };
 
-bool is_comment(Text text) {
-  return text.size > 0 && (text.begin[0] == '#' || text.begin[0] == ';');
-}
+// Of a line that is not empty.
+bool is_comment(Text line) { return line.begin[0] == '#' || line.begin[0] == ';'; }
 
 bool is_quote(char c) { return c == '"' || c == '\''; }
 

@@ -162,8 +162,8 @@ size_t VekStream_Read(VekStream* stream, int32_t format, void* out, ptrdiff_t st
 
 size_t VekStream_Available(const VekStream* stream) {
   if (stream == nullptr || stream->timing == Timing::kConstantDelay) return 0;
-  const bool all = stream->finished || stream->unread < stream->ringCount;
-  return all ? static_cast<size_t>(stream->unread) : stream->ringCount;
+  // Samples lag behind their frames; at the end the ring also holds some that belong to none.
+  return stream->finished ? static_cast<size_t>(stream->unread) : stream->ringCount;
 }
 
 void VekStream_Finish(VekStream* stream) {
