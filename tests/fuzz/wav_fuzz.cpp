@@ -156,7 +156,8 @@ void parse(std::vector<std::string> words) {
     tally("accepted arguments");
     check_positions(words, array);
     array_note(array);
-    check_plan(describe_geometry(array, static_cast<int>(settings.number("angle"))));
+    const double angle = settings.number("angle");  // not a number: auto
+    check_plan(describe_geometry(array, std::isfinite(angle) ? static_cast<int>(angle) : 90));
   } catch (const UsageError& refusal) {
     expect(refusal.what()[0] != '\0', "refused without a word");
   } catch (const RunError& refusal) {
